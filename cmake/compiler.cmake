@@ -1,0 +1,41 @@
+# How every target of this project is compiled: one language level, one set of warnings, one arithmetic.
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+
+if(NOT CMAKE_BUILD_TYPE)
+  set(CMAKE_BUILD_TYPE RelWithDebInfo)
+endif()
+
+option(KIM2KMG_WERROR "treat warnings as errors" ON)
+
+add_library(kim2kmg_options INTERFACE)
+target_include_directories(kim2kmg_options INTERFACE ${PROJECT_SOURCE_DIR})
+target_compile_options(kim2kmg_options INTERFACE
+  -Wall -Wextra -Wpedantic -Wconversion -Wshadow
+  # The same bytes from every compiler and processor: one rounding per operation, never a fused one.
+  -ffp-contract=off -fno-fast-math
+  # Square roots become one instruction; errno is never asked for.
+  -fno-math-errno)
+if(KIM2KMG_WERROR)
+  target_compile_options(kim2kmg_options INTERFACE -Werror)
+endif()
+# Source paths in messages are relative to the tree, so that two checkouts build the same program.
+target_compile_options(kim2kmg_options INTERFACE -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=)
+
+if(CMAKE_SYSTEM_PROCESSOR STREQUAL "x86_64")
+  target_compile_options(kim2kmg_options INTERFACE -march=x86-64-v2)
+endif()
+
+# Sanitizers and coverage are chosen by presets: a comma-separated list for -fsanitize=.
+set(KIM2KMG_SANITIZE "" CACHE STRING "sanitizers, such as address,undefined")
+if(KIM2KMG_SANITIZE)
+  add_compile_options(-fsanitize=${KIM2KMG_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=${KIM2KMG_SANITIZE})
+endif()
+option(KIM2KMG_COVERAGE "instrument for gcov" OFF)
+if(KIM2KMG_COVERAGE)
+  add_compile_options(--coverage -O0)
+  add_link_options(--coverage)
+endif()
