@@ -1,0 +1,52 @@
+#pragma once
+
+// A text model (.kim) in memory. The parser builds it, the passes change it in place, the writer reads it.
+
+#include "kcore/strings/string_dyn.h"
+#include "tools/conv/intermediate/kim_piece_skin.h"
+#include "tools/conv/intermediate/kix_model.h"
+
+namespace kestrel {
+
+// The counts that the file declares about itself.
+struct kim_global_t : kix_object_t {
+    uint32_t vertex_count = 0;
+    uint32_t triangle_count = 0;
+    uint32_t material_count = 0;
+    uint32_t piece_count = 0;
+    uint32_t part_count = 0;
+    uint32_t bone_count = 0;
+    uint32_t locator_count = 0;
+    name_t skeleton; // file name of the skeleton, relative to the model's folder
+    uint32_t piece_skin_count = 0;
+};
+
+struct kim_locator_t : kix_object_t {
+    name_t name;
+    name_t hookup; // empty when absent
+    uint32_t index = 0;
+    float3_t position{};
+    float rotation[4] = {}; // in file order
+    float3_t scale{};
+};
+
+struct kim_t : kix_object_t {
+    kix_header_t *header = nullptr;
+    kim_global_t *global = nullptr;
+    kim_skin_t *skin = nullptr;                  // the model has this or piece skins, never both
+    array_dyn_t<kim_piece_skin_t *> piece_skins; // entry i skins piece i
+    string_dyn_t source_name;                    // the input file's display name
+    array_dyn_t<kix_piece_t *> pieces;
+    array_dyn_t<kix_part_t *> parts;
+    array_dyn_t<kim_locator_t *> locators;
+    array_dyn_t<kix_material_t *> materials;
+    array_dyn_t<name_t> bone_names;
+
+    bool has_skinning() const { return skin || !piece_skins.empty(); }
+    // None for a number outside the materials.
+    const kix_material_t *material_of(const kix_piece_t &piece) const {
+        return piece.material < materials.size() ? materials[piece.material] : nullptr;
+    }
+};
+
+} // namespace kestrel
