@@ -40,7 +40,7 @@ struct kim_t : kix_object_t {
     array_dyn_t<kix_part_t *> parts;
     array_dyn_t<kim_locator_t *> locators;
     array_dyn_t<kix_material_t *> materials;
-    array_dyn_t<name_t> bone_names;
+    array_dyn_t<string_dyn_t> bone_names;
 
     bool has_skinning() const { return skin || !piece_skins.empty(); }
     // None for a number outside the materials.

@@ -5,6 +5,7 @@
 // Items are packed without gaps, little-endian. The capacity is what the file declares and bounds what is
 // accepted; storage grows with the items that really come, so that a declared count alone costs nothing.
 
+#include "kcore/strings/string_dyn.h"
 #include "kcore/strings/string_local.h"
 #include "tools/conv/intermediate/kix_object.h"
 
@@ -53,7 +54,7 @@ class kix_stream_t : public kix_object_t {
   public:
     name_t tag;
     uint32_t alias_count = 0; // as declared
-    array_dyn_t<name_t> aliases;
+    array_dyn_t<string_dyn_t> aliases;
 
     ~kix_stream_t() override;
 

@@ -1,0 +1,47 @@
+#pragma once
+
+// Numbers as text, decoded exactly: decimals are read as doubles rounded to nearest and then rounded to
+// floats, whatever the locale; too large becomes infinite, too small zero.
+
+#include <bit>
+#include <cstdint>
+#include <cstring>
+#include <optional>
+#include <string_view>
+
+namespace kestrel {
+
+// The text of a decimal float: [-] digits with at most one point, an optional exponent, an optional "f".
+float decode_decimal(std::string_view text);
+
+// The text of an integer: "0x" makes it hexadecimal, another leading "0" octal up to the first digit that is
+// not. Saturates as a signed number after "-", else as an unsigned one; the result is its 32 bits.
+uint32_t decode_integer(std::string_view text);
+
+// Recognises a decimal float with a point at `text` and decodes it; gives the byte after it, or none when
+// there is something else. Reads up to eight bytes beyond the end of the number.
+const char *scan_plain_decimal(const char *text, float &value);
+
+inline constexpr uint32_t infinite_exponent = 0x7F800000; // all exponent bits set: infinity or NaN
+
+// Eight hexadecimal digits as the number they write, eight at a time; none when one is not a digit.
+inline std::optional<uint32_t> decode_hex_digits(const char *text) {
+    constexpr uint64_t ones = 0x0101010101010101;
+    constexpr uint64_t top_bits = 0x80 * ones;
+    uint64_t bytes;
+    std::memcpy(&bytes, text, sizeof bytes);
+    if constexpr (std::endian::native == std::endian::big)
+        bytes = __builtin_bswap64(bytes);
+    const uint64_t lower = bytes | 0x20 * ones;
+    // Adding 0x80 - c to a byte below 0x80 sets its top bit exactly when the byte is at least c.
+    const uint64_t digit = (bytes + (0x80 - '0') * ones) & ~(bytes + (0x80 - '9' - 1) * ones);
+    const uint64_t letter = (lower + (0x80 - 'a') * ones) & ~(lower + (0x80 - 'f' - 1) * ones);
+    if (((digit | letter) & ~bytes & top_bits) != top_bits)
+        return std::nullopt;
+    uint64_t nibbles = (bytes & 0x0F * ones) + 9 * (letter >> 7 & ones);
+    nibbles = (nibbles << 4 | nibbles >> 8) & 0x00FF00FF00FF00FF;
+    nibbles = (nibbles | nibbles >> 8) & 0x0000FFFF0000FFFF;
+    return __builtin_bswap32(static_cast<uint32_t>(nibbles | nibbles >> 16));
+}
+
+} // namespace kestrel
