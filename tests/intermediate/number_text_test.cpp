@@ -39,9 +39,9 @@ TEST(number_text, decimals_at_the_edges) {
         {"0.7006493e-45", 0x1p-149f},
         {"1.17549421e-38", 0x1.fffffcp-127f}, // the largest denormal
         {"3.4028235e38", 0x1.fffffep127f},
-        {"340282356779733661637539395458142568447.9",
-         0x1.fffffep127f},                                      // below the middle to the next power of two
-        {"340282356779733661637539395458142568448.", infinity}, // the middle, ties to even
+        {"3.40282356e38", 0x1.fffffep127f}, // just below the middle to the next power of two
+        {"340282356779733661637539395458142568447.9", infinity}, // as a double it is the middle
+        {"340282356779733661637539395458142568448.", infinity},  // the middle, ties to even
         // Rounded to double first: just above the middle of two floats becomes the middle, then the even one.
         {"1.00000005960464477540", 0x1p0f},
         {"0.1", 0x1.99999ap-4f},

@@ -1,0 +1,24 @@
+#include "tools/conv/intermediate/file_text.h"
+
+#include "kcore/messages/messages.h"
+#include "tools/conv/intermediate/scanner.h"
+
+#include <cstring>
+#include <limits>
+
+namespace kestrel {
+
+bool file_text_t::read(file_t &file) {
+    const uint64_t size = file.get_size();
+    const bool countable = size < std::numeric_limits<size_t>::max() - scanner_t::text_padding;
+    bytes_.reset(countable ? static_cast<char *>(std::malloc(size + scanner_t::text_padding)) : nullptr);
+    if (!bytes_ || !file.read(std::as_writable_bytes(std::span(bytes_.get(), size)))) {
+        msg_error("error reading from file %s", display_name_of(&file).c_str());
+        return false;
+    }
+    std::memset(bytes_.get() + size, 0, scanner_t::text_padding);
+    length_ = size;
+    return true;
+}
+
+} // namespace kestrel

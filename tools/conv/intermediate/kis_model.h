@@ -1,0 +1,48 @@
+#pragma once
+
+// A text skeleton (.kis) in memory.
+
+#include "kcore/collections/hashed_table.h"
+#include "kcore/strings/string_dyn.h"
+#include "tools/conv/intermediate/kix_model.h"
+
+#include <array>
+#include <optional>
+
+namespace kestrel {
+
+struct kis_global_t : kix_object_t {
+    uint32_t bone_count = 0; // as declared
+};
+
+struct kis_bone_t {
+    string_dyn_t name;
+    string_dyn_t parent;          // its name, empty for a root
+    std::array<float, 16> matrix; // in file order, and so is the inverse
+    std::array<float, 16> inverse;
+    bool invertible;
+};
+
+class kis_bone_table_t : public kix_object_t {
+  public:
+    // Appends a bone and works out its inverse; false when memory cannot be had.
+    bool add_bone(std::string_view name, std::string_view parent, std::span<const float, 16> matrix);
+
+    std::span<const kis_bone_t> bones() const { return bones_.items(); }
+    // The first bone of that name, letter case included.
+    std::optional<uint32_t> find(std::string_view name) const;
+
+  private:
+    array_dyn_t<kis_bone_t> bones_;
+    hashed_table_t<uint32_t> positions_; // keys are the bones' own names
+};
+
+struct kis_t : kix_object_t {
+    kix_header_t *header = nullptr;
+    kis_global_t *global = nullptr;
+    kis_bone_table_t *bones = nullptr;
+    string_dyn_t source_name; // the skeleton file's display name
+    uint64_t hash = 0;        // of its place in the asset tree; 0 when that cannot be worked out
+};
+
+} // namespace kestrel

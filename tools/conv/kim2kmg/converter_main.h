@@ -1,0 +1,14 @@
+#pragma once
+
+// The run: checks the command line, opens the asset tree, converts the input files one after the other.
+
+#include <span>
+
+namespace kestrel {
+
+// Gives the process's exit status: 1 for a bad command line, else the number of files that failed (255 stands
+// for any larger number). Options come from the command line context; the input files are the process's own
+// arguments after the first, up to the first that begins with "-".
+int converter_main(std::span<char *const> arguments);
+
+} // namespace kestrel
