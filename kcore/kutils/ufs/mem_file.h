@@ -1,0 +1,62 @@
+#pragma once
+
+// A file in memory: writes at any position in any order, zeros where nothing was written.
+//
+// The bytes lie in pages of 1024; a write never moves bytes already written and gaps cost no memory. All
+// transfers are done when they return. A write that no page can be had for fails; a page directory that
+// cannot grow is fatal.
+
+#include "kcore/collections/array.h"
+#include "kcore/ufs/file.h"
+
+#include <array>
+#include <memory>
+
+namespace kestrel {
+
+class mem_file_t final : public file_t {
+  public:
+    static constexpr size_t page_size = 1024;
+
+    class page_t;
+    class zero_page_t;
+
+    mem_file_t();
+    ~mem_file_t() override;
+
+    bool stat(fs_stat_t &out) const override;
+    bool uses_read_cache() const override { return false; }
+    fs_request_t *read_request(std::span<std::byte> buffer, uint64_t position,
+                               const fs_request_options_t &options) override;
+    fs_request_t *write_request(std::span<const std::byte> bytes, uint64_t position,
+                                const fs_request_options_t &options) override;
+    bool request_finished(const fs_request_t &) const override { return true; }
+    bool complete(fs_request_t &) override { return true; }
+    void wait_and_release(fs_request_t &) override {}
+    bool set_size(uint64_t size) override;
+    bool get_system_path(mstring_t &path) const override;
+    bool get_mount_path(mstring_t &path) const override;
+    bool get_display_name(mstring_t &name) const override;
+
+    // From now on writes fail.
+    void make_read_only() { read_only_ = true; }
+    // From now on set_size keeps to the first page.
+    void make_fixed_size() { fixed_size_ = true; }
+    // Pages that hold written bytes.
+    size_t page_count() const;
+
+  private:
+    enum class page_use_t { read, write, overwrite };
+
+    page_t *get_page(size_t index, page_use_t use);
+
+    bool read_only_ = false;
+    bool fixed_size_ = false;
+    uint64_t size_ = 0;
+    array_dyn_t<std::unique_ptr<page_t>> pages_;
+};
+
+// An empty memory file in the slot, in place of what it held.
+void make_mem_file(std::unique_ptr<file_t> &slot);
+
+} // namespace kestrel

@@ -1,0 +1,30 @@
+#pragma once
+
+// The process-wide file system: set up once, torn down once, in the opposite order.
+//
+// Starting it opens nothing and starts no thread. Files, devices and requests must be gone before it stops.
+
+#include "kcore/ufs/io_pump.h"
+#include "kcore/ufs/platform/platform.h"
+#include "kcore/ufs/sysfs_device.h"
+
+#include <memory>
+
+namespace kestrel {
+
+struct file_system_t {
+    explicit file_system_t(std::unique_ptr<fs_platform_t> layer);
+
+    std::unique_ptr<fs_platform_t> platform;
+    fs_io_pump_t pump;
+    sysfs_device_t system_device; // its root is empty: it takes complete operating-system paths
+};
+
+// Tests pass a platform of their own.
+void file_system_start(std::unique_ptr<fs_platform_t> platform = make_native_platform());
+void file_system_stop();
+
+// Null while the file system is not started.
+file_system_t *file_system();
+
+} // namespace kestrel

@@ -1,0 +1,60 @@
+#include "kcore/ufs/fs_device.h"
+
+namespace kestrel {
+
+std::unique_ptr<file_t> fs_device_t::open(std::string_view, fs_open_mode_t) {
+    return nullptr;
+}
+
+bool fs_device_t::remove_file(std::string_view) {
+    return false;
+}
+
+bool fs_device_t::stat(std::string_view, fs_stat_t &) {
+    return false;
+}
+
+bool fs_device_t::is_file(std::string_view path) {
+    fs_stat_t found;
+    return stat(path, found) && found.kind == fs_kind_t::file;
+}
+
+bool fs_device_t::is_directory(std::string_view path) {
+    fs_stat_t found;
+    return stat(path, found) && found.kind == fs_kind_t::directory;
+}
+
+bool fs_device_t::create_directories(std::string_view) {
+    return false;
+}
+
+bool fs_device_t::create_parent_directories(std::string_view path) {
+    const size_t slash = path.rfind('/');
+    if (slash == std::string_view::npos || slash == 0)
+        return true;
+    return create_directories(path.substr(0, slash));
+}
+
+bool fs_device_t::remove_directory(std::string_view) {
+    return false;
+}
+
+bool fs_device_t::copy_file(std::string_view, std::string_view, bool) {
+    return false;
+}
+
+bool fs_device_t::move_file(std::string_view, std::string_view, bool) {
+    return false;
+}
+
+std::optional<fs_listing_t> fs_device_t::list(std::string_view) {
+    return std::nullopt;
+}
+
+void fs_device_t::set_mount(std::string_view mount_point, uint16_t mount_id, uint32_t owner) {
+    mount_point_.assign(mount_point);
+    mount_id_ = mount_id;
+    owner_ = owner;
+}
+
+} // namespace kestrel

@@ -1,0 +1,64 @@
+#pragma once
+
+// A device answers for one tree of files.
+//
+// Contract: paths are UTF-8 with '/' as the only separator; a virtual path begins with '/'. Open gives a file
+// that the caller owns and that must not outlive the device, or null. Other operations give false when they
+// fail. What a device does not support fails without a message: that is what the base class does.
+
+#include "kcore/ufs/file.h"
+#include "kcore/ufs/fs_types.h"
+
+#include <memory>
+#include <optional>
+#include <string_view>
+
+namespace kestrel {
+
+enum class fs_device_kind_t : uint32_t { sysfs = 1, rcfs = 2, union_of_devices = 5 };
+
+class fs_device_t {
+  public:
+    static constexpr uint16_t not_mounted = 0xFFFF;
+
+    virtual ~fs_device_t() = default;
+    fs_device_t(const fs_device_t &) = delete;
+    fs_device_t &operator=(const fs_device_t &) = delete;
+
+    virtual std::unique_ptr<file_t> open(std::string_view path, fs_open_mode_t mode);
+    virtual bool remove_file(std::string_view path);
+    virtual bool stat(std::string_view path, fs_stat_t &out);
+    bool is_file(std::string_view path);
+    bool is_directory(std::string_view path);
+    virtual bool create_directories(std::string_view path);
+    // Those above the last '/' of the path; a path without one, or with only a leading one, needs none.
+    bool create_parent_directories(std::string_view path);
+    virtual bool remove_directory(std::string_view path);
+    virtual bool copy_file(std::string_view from, std::string_view to, bool overwrite);
+    virtual bool move_file(std::string_view from, std::string_view to, bool replace);
+    virtual std::optional<fs_listing_t> list(std::string_view path);
+    virtual void set_mount(std::string_view mount_point, uint16_t mount_id, uint32_t owner);
+
+    const string_dyn_t &name() const { return name_; }
+    const string_dyn_t &mount_point() const { return mount_point_; }
+    uint16_t mount_id() const { return mount_id_; }
+    // The number of the union device that mounted this one.
+    uint32_t owner() const { return owner_; }
+    fs_device_kind_t kind() const { return kind_; }
+    // False when the tree was not there at construction. Such a device stays in place; a union skips it.
+    bool available() const { return available_; }
+
+  protected:
+    fs_device_t(fs_device_kind_t kind, std::string_view name) : kind_(kind), name_(name) {}
+    void set_available(bool available) { available_ = available; }
+
+  private:
+    fs_device_kind_t kind_;
+    string_dyn_t name_;
+    string_dyn_t mount_point_;
+    uint16_t mount_id_ = not_mounted;
+    uint32_t owner_ = 0;
+    bool available_ = true;
+};
+
+} // namespace kestrel

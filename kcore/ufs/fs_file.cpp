@@ -1,0 +1,173 @@
+#include "kcore/messages/fatal.h"
+#include "kcore/messages/messages.h"
+#include "kcore/ufs/file.h"
+#include "kcore/ufs/read_statistics.h"
+
+#include <algorithm>
+#include <cstring>
+#include <new>
+
+namespace kestrel {
+
+string_dyn_t display_name_of(const file_t *file) {
+    string_dyn_t name;
+    if (file)
+        file->get_display_name(name);
+    else
+        name.assign("<NULL>");
+    return name;
+}
+
+bool file_t::stat(fs_stat_t &) const {
+    return false;
+}
+
+fs_request_t *file_t::read_request(std::span<std::byte>, uint64_t, const fs_request_options_t &) {
+    return nullptr;
+}
+
+fs_request_t *file_t::write_request(std::span<const std::byte>, uint64_t, const fs_request_options_t &) {
+    return nullptr;
+}
+
+bool file_t::request_finished(const fs_request_t &) const {
+    return false;
+}
+
+bool file_t::complete(fs_request_t &) {
+    return false;
+}
+
+void file_t::wait_and_release(fs_request_t &) {}
+
+bool file_t::write_owned(std::unique_ptr<std::byte[]> &buffer, size_t size) {
+    if (!write({buffer.get(), size}))
+        return false;
+    buffer.reset();
+    return true;
+}
+
+bool file_t::set_size(uint64_t) {
+    return false;
+}
+
+bool file_t::commit() {
+    msg_error("[file_t] Cannot use commit atomic operation on file %s", display_name_of(this).c_str());
+    return false;
+}
+
+bool file_t::cancel() {
+    msg_error("[file_t] Cannot use cancel atomic operation on file %s", display_name_of(this).c_str());
+    return false;
+}
+
+uint64_t file_t::get_size() const {
+    fs_stat_t found;
+    if (!stat(found)) {
+        msg_error("[fs] failed to stat opened file (%s)!", display_name_of(this).c_str());
+        report_fatal({"kcore/ufs/fs_file", __LINE__, "kestrel::file_t::get_size"},
+                     "Failed to stat opened file!");
+    }
+    return found.size;
+}
+
+bool file_t::read_at(std::span<std::byte> buffer, uint64_t position) {
+    if (buffer.empty())
+        return true;
+    fs_request_t *const request = read_request(buffer, position, {.caller_waits = true});
+    if (!request || !complete(*request))
+        return false;
+    fs_read_statistics.add_read(buffer.size());
+    return true;
+}
+
+bool file_t::read(std::span<std::byte> buffer) {
+    if (buffer.empty())
+        return true;
+    if (!buffer.data())
+        return false;
+    if (uses_read_cache())
+        return read_cached(buffer);
+    if (!read_at(buffer, offset_))
+        return false;
+    offset_ += buffer.size();
+    return true;
+}
+
+bool file_t::read_cached(std::span<std::byte> buffer) {
+    buffer = buffer.subspan(copy_from_cache(buffer));
+    if (buffer.empty())
+        return true;
+    if (buffer.size() > cache_size) {
+        if (!read_at(buffer, offset_))
+            return false;
+        offset_ += buffer.size();
+        return true;
+    }
+    if (!refill_cache()) {
+        msg_error("[fs] cached read - buffer update failed (%s)", display_name_of(this).c_str());
+        return false;
+    }
+    if (cache_length_ < buffer.size()) {
+        msg_error("[fs] cached read - read request too big (%s)", display_name_of(this).c_str());
+        return false;
+    }
+    copy_from_cache(buffer);
+    return true;
+}
+
+// Copies what the cache holds from the offset on, at most the buffer's size, and moves the offset.
+size_t file_t::copy_from_cache(std::span<std::byte> buffer) {
+    if (offset_ < cache_start_ || offset_ - cache_start_ >= cache_length_)
+        return 0;
+    const uint64_t skipped = offset_ - cache_start_;
+    const size_t copied = std::min<uint64_t>(buffer.size(), cache_length_ - skipped);
+    std::memcpy(buffer.data(), cache_.get() + skipped, copied);
+    offset_ += copied;
+    return copied;
+}
+
+bool file_t::refill_cache() {
+    cache_length_ = 0;
+    if (!cache_)
+        cache_.reset(new (std::nothrow) std::byte[cache_size]);
+    if (!cache_)
+        return false;
+    const uint64_t size = get_size();
+    const size_t length = offset_ < size ? std::min<uint64_t>(size - offset_, cache_size) : 0;
+    if (!read_at({cache_.get(), length}, offset_))
+        return false;
+    cache_start_ = offset_;
+    cache_length_ = length;
+    return true;
+}
+
+void file_t::drop_cache() {
+    cache_.reset();
+    cache_length_ = 0;
+    cache_start_ = 0;
+}
+
+bool file_t::write(std::span<const std::byte> bytes) {
+    if (bytes.empty())
+        return true;
+    if (!bytes.data())
+        return false;
+    drop_cache();
+    fs_request_t *const request = write_request(bytes, offset_, {.caller_waits = true});
+    if (!request || !complete(*request))
+        return false;
+    offset_ += bytes.size();
+    return true;
+}
+
+bool file_t::printf_variadic(const char *format, ...) {
+    string_dyn_t text;
+    va_list arguments;
+    va_start(arguments, format);
+    const bool whole = text.format_at(0, format, arguments);
+    va_end(arguments);
+    return whole && write(std::as_bytes(std::span(text.view())));
+}
+
+} // namespace kestrel
