@@ -107,7 +107,7 @@ void conversion_t::hash_skeleton(const file_t &file) {
     string_local_t<256> resolved;
     file.get_mount_path(resolved);
     if (resolve_parent_references(resolved))
-        skeleton_->hash = city_hash64(resolved.view());
+        skeleton_->hash = city_hash_64(resolved.view());
     else
         msg_error("[kis] Error computing skeleton hash! (%s)", resolved.c_str());
 }
