@@ -1,0 +1,186 @@
+#include "tools/conv/intermediate/parse_file.h"
+
+#include "tests/support/captured_messages.h"
+#include "tests/support/model_text.h"
+#include "tests/support/padded_text.h"
+
+#include <gtest/gtest.h>
+
+namespace kestrel {
+
+struct parsed_model_t {
+    explicit parsed_model_t(const std::string &source) : text(source) {
+        captured_messages_t captured;
+        model = parse_model_text(text.view(), "f", owners);
+        messages = captured.text();
+    }
+
+    padded_text_t text;
+    owner_list_t owners;
+    kim_t *model;
+    std::string messages;
+};
+
+TEST(model_grammar, a_valid_model_is_kept_as_written) {
+    std::string text = edited(one_triangle_model, "\tName: \"one\"\n",
+                              "\tName: \"one\"\n\tDependency: \"x\"\n\tDependency: \"y\"\n");
+    text = edited(text, "\tAlias: \"m\"", "\tIndex: 7\n\tAlias: \"m\"");
+    text = edited(text, "LocatorCount: 0\n\tSkeleton", "LocatorCount: 1\n\tSkeleton");
+    text += "Locator {\n Name: \"l\"\n Hookup: \"h\"\n Index: 3\n Position: ( 1.0 2.0 3.0 )\n"
+            " Rotation: ( 1.0 0.0 0.5 0.25 )\n Scale: ( 1.0 1.0 2.0 )\n}\n";
+    const parsed_model_t parsed(text);
+    ASSERT_TRUE(parsed.model) << parsed.messages;
+    const kim_t &model = *parsed.model;
+    EXPECT_EQ(model.header->name.view(), "one");
+    EXPECT_EQ(model.global->vertex_count, 3u);
+    EXPECT_EQ(model.materials[0]->effect.view(), "rvk2.dif");
+    const kix_piece_t &piece = *model.pieces[0];
+    ASSERT_EQ(piece.streams.size(), 3u);
+    EXPECT_EQ(piece.streams[0]->items_as<float3_t>()[1].x, 1.0f);
+    EXPECT_EQ(piece.triangles->items_as<triangle_t>()[0].corners[2], 2u);
+    EXPECT_EQ(model.parts[0]->pieces[0], 0u);
+    const kim_locator_t &locator = *model.locators[0];
+    EXPECT_EQ(locator.hookup.view(), "h");
+    EXPECT_EQ(locator.index, 3u);
+    EXPECT_EQ(locator.position.z, 3.0f);
+    EXPECT_EQ(locator.rotation[3], 0.25f);
+    EXPECT_EQ(locator.scale.z, 2.0f);
+    EXPECT_FALSE(model.has_skinning());
+}
+
+TEST(model_grammar, one_fault_one_message) {
+    const struct {
+        const char *from;
+        const char *to;
+        const char *message;
+    } cases[] = {
+        {"FormatVersion: 5", "FormatVersion: 1", "f:6: unsupported FormatVersion [ token '}' ]"},
+        {"Source: \"test\"", "Source: 1", "f:3: syntax error [ token '1' ]"},
+        {"VertexCount: 3", "VertexCount 3", "f:8: syntax error [ token '3' ]"},
+        {"VertexCount: 3", "TriangleCount: 3", "f:8: syntax error [ token 'TriangleCount' ]"},
+        {"VertexCount: 3", "VertexCount: 4", "f:59: mismatching VertexCount count [ token '' ]"},
+        {"TriangleCount: 1", "TriangleCount: 2", "f:59: mismatching TriangleCount count [ token '' ]"},
+        {"PieceCount: 1", "PieceCount: 2", "f:59: mismatching Piece count [ token '' ]"},
+        {"PartCount: 1", "PartCount: 0", "f:59: mismatching Part count [ token '' ]"},
+        {"LocatorCount: 0", "LocatorCount: 1", "f:59: mismatching Locator count [ token '' ]"},
+        {"Skeleton: \"\"", "Skeleton: \"\" PieceSkinCount: 1",
+         "f:59: mismatching Piece Skin count [ token '' ]"},
+        {"Material {\n\tAlias", "Material {\n\tEffect", "f:18: syntax error [ token 'Effect' ]"},
+        {"StreamCount: 3", "StreamCount: 2", "f:51: incorrect number of Piece streams [ token '}' ]"},
+        {"1 ( 1.0 0.0 0.0 )", "3 ( 1.0 0.0 0.0 )", "f:31: inconsistent Stream item order [ token ')' ]"},
+        {"2 ( 0.0 1.0 0.0 )", "", "f:33: mismatching Stream item count and VertexCount [ token '}' ]"},
+        {"2 ( 0.0 1.0 0.0 )", "2 ( 0.0 1.0 0.0 )\n3 ( 0.0 0.0 0.0 )",
+         "f:33: inconsistent Stream item type/count [ token ')' ]"},
+        {"0 ( 0.0 0.0 0.0 )", "0 ( 0 0.0 0.0 )", "f:30: syntax error [ token '0.0' ]"},
+        {"0 ( 0.0 0.0 0.0 )", "0 ( )", "f:30: syntax error [ token ')' ]"},
+        {"1 ( 1.0 0.0 0.0 )", "1 ( 1.0 0.0 )", "f:31: syntax error [ token ')' ]"},
+        {"1 ( 1.0 0.0 0.0 )", "1 ( 1.0 0.0 0.0 0.5 )", "f:31: syntax error [ token '0.5' ]"},
+        {"1 ( 1.0 0.0 0.0 )", "1 ( 1.0 0.0 &7f800000 )", "f:31: Invalid floating point value '&7f800000'"},
+        {"Format: FLOAT3", "Format: FLOAT7", "f:28: syntax error [ token '7' ]"},
+        {"Tag: \"_POSITION\"", "Tag: \"_POSITION\" AliasCount: 2 Aliases: \"a\"",
+         "f:30: incorrect number of Stream aliases [ token '0' ]"},
+        {"Tag: \"_POSITION\"", "Tag: \"_POSITION\" AliasCount: 1", "f:30: syntax error [ token '0' ]"},
+        {"0 ( 0 1 2 )", "0 ( 0 1 )", "f:49: syntax error [ token ')' ]"},
+        {"0 ( 0 1 2 )", "", "f:50: invalid number of Triangles elements [ token '}' ]"},
+        {"0 ( 0 1 2 )", "0 ( 0 1 2 ) 1 ( 0 1 2 )", "f:49: inconsistent Stream item type/count [ token ')' ]"},
+        {"Pieces: 0", "Pieces: 0.5", "f:56: syntax error [ token '0.5' ]"},
+        {"Locators:\n}", "Locators:\n} Piece", "f:58: syntax error [ token 'Piece' ]"},
+        {"Locators:\n}", "Locators:\n}\nBones { 0 ( \"b\" ) }",
+         "f:59: inconsistent Stream item type/count [ token ')' ]"},
+        {"Locators:\n}", "Locators:\n", "f:59: syntax error [ token '' ]"},
+        {"Name: \"body\"", "Name: \"body", "f:53: unterminated string constant"},
+    };
+    for (const auto &each : cases) {
+        const parsed_model_t parsed(edited(one_triangle_model, each.from, each.to));
+        EXPECT_FALSE(parsed.model) << each.to;
+        EXPECT_TRUE(parsed.messages.starts_with("E: " + std::string(each.message) + "\n"))
+            << each.to << "\n  " << parsed.messages;
+    }
+}
+
+TEST(model_grammar, files_that_are_no_models) {
+    EXPECT_EQ(parsed_model_t("").messages, "E: f:1: syntax error [ token '' ]\n");
+    EXPECT_EQ(parsed_model_t("# nothing\n").messages, "E: f:2: syntax error [ token '' ]\n");
+    EXPECT_EQ(parsed_model_t(std::string("\0", 1)).messages,
+              "E: f:1: unknown token : ''\nE: f:1: syntax error [ token '' ]\n");
+    // Every way of cutting a model short is noticed.
+    for (size_t length = 0; length + 2 < one_triangle_model.size(); ++length)
+        EXPECT_FALSE(parsed_model_t(one_triangle_model.substr(0, length)).model) << length;
+}
+
+TEST(model_grammar, empty_streams_need_an_empty_piece) {
+    const std::string piece = "Piece { Index: 0 Material: 0 VertexCount: 0 TriangleCount: 0 StreamCount: 1\n"
+                              "Stream { Format: INT Tag: \"t\" } Triangles { } }\n";
+    std::string text = one_triangle_model;
+    const size_t begin = text.find("Piece {"), end = text.find("Part {");
+    text.replace(begin, end - begin, piece);
+    text = edited(edited(text, "VertexCount: 3", "VertexCount: 0"), "TriangleCount: 1", "TriangleCount: 0");
+    EXPECT_TRUE(parsed_model_t(text).model);
+    EXPECT_EQ(
+        parsed_model_t(edited(text, "Material: 0 VertexCount: 0", "Material: 0 VertexCount: 1")).messages,
+        "E: f:22: mismatching Stream item count and VertexCount [ token '}' ]\n");
+}
+
+TEST(model_grammar, tuples_and_formats_need_not_agree) {
+    // A longer tuple is cut, a shorter one ends in zeros, whether written plainly or not.
+    for (const char *gap : {" ", " # a comment\n "}) {
+        const std::string items =
+            std::string("0 ( 1.0") + gap + "2.0 3.0 4.0 )\n1 ( 5.0 6.0 7.0 8.0 )\n2 ( 0.0 0.0 0.0 0.0 )\n";
+        std::string text = edited(one_triangle_model,
+                                  "0 ( 0.0 0.0 0.0 )\n\t\t1 ( 1.0 0.0 0.0 )\n\t\t2 ( 0.0 1.0 0.0 )", items);
+        text = edited(text, "0 ( 1.0 1.0 1.0 1.0 )\n\t\t1 ( 1.0 1.0 1.0 1.0 )\n\t\t2 ( 1.0 1.0 1.0 1.0 )",
+                      std::string("0 ( 9.0 )\n1 ( 8.0") + gap + ")\n2 ( 7.0 )");
+        const parsed_model_t parsed(text);
+        ASSERT_TRUE(parsed.model) << parsed.messages;
+        const auto positions = parsed.model->pieces[0]->streams[0]->items_as<float3_t>();
+        EXPECT_EQ(positions[0].z, 3.0f);
+        EXPECT_EQ(positions[1].x, 5.0f);
+        const auto colours = parsed.model->pieces[0]->streams[2]->items_as<std::array<float, 4>>();
+        EXPECT_EQ(colours[1], (std::array{8.0f, 0.0f, 0.0f, 0.0f}));
+        EXPECT_EQ(colours[2], (std::array{7.0f, 0.0f, 0.0f, 0.0f}));
+    }
+}
+
+TEST(model_grammar, plain_items_and_the_grammar_read_the_same) {
+    // The same numbers in every spelling, once plainly and once behind comments that only the grammar skips.
+    const char *const spellings[] = {"&3f800000", "$0000803f", "1.5",    "-0.25f",    "1.e3", "2.5e-3",
+                                     ".5",        "-.125",     "1e2",    "&80000000", "0.1",  "3.40282347e38",
+                                     "1.e39",     "&00000001", "1.4e-45"};
+    std::string plain, commented;
+    uint32_t count = 0;
+    for (const char *x : spellings)
+        for (const char *y : spellings) {
+            const std::string index = std::to_string(count++);
+            plain += index + "(" + x + "\r\n" + y + "\t1.0)";
+            commented += index + " # c\n(" + x + " #\n" + y + " #\n 1.0 # )\n )\n";
+        }
+    const auto parse = [&](const std::string &items) {
+        std::string text =
+            edited(one_triangle_model, "VertexCount: 3\n\tTriangleCount: 1\n\tMaterial",
+                   "VertexCount: " + std::to_string(count) + "\n\tTriangleCount: 1\n\tMaterial");
+        const size_t begin = text.find("\tVertexCount: 3\n"), end = text.find("\tTriangles");
+        text.replace(begin, end - begin,
+                     "VertexCount: " + std::to_string(count) +
+                         " TriangleCount: 1 StreamCount: 1 Stream { Format: FLOAT3 Tag: \"t\"\n" + items +
+                         "}\n");
+        return std::make_unique<parsed_model_t>(text);
+    };
+    const auto a = parse(plain), b = parse(commented);
+    ASSERT_TRUE(a->model) << a->messages;
+    ASSERT_TRUE(b->model) << b->messages;
+    const auto left = a->model->pieces[0]->streams[0]->bytes();
+    const auto right = b->model->pieces[0]->streams[0]->bytes();
+    ASSERT_EQ(left.size(), count * 12u);
+    EXPECT_TRUE(std::equal(left.begin(), left.end(), right.begin(), right.end()));
+}
+
+TEST(model_grammar, declared_counts_cost_nothing) {
+    std::string text =
+        edited(one_triangle_model, "Material: 0\n\tVertexCount: 3", "Material: 0\n\tVertexCount: 4294967295");
+    EXPECT_EQ(parsed_model_t(text).messages,
+              "E: f:33: mismatching Stream item count and VertexCount [ token '}' ]\n");
+    text = edited(one_triangle_model, "TriangleCount: 1\n\tStream", "TriangleCount: 4294967295\n\tStream");
+    EXPECT_EQ(parsed_model_t(text).messages, "E: f:50: invalid number of Triangles elements [ token '}' ]\n");
+}
+
+} // namespace kestrel
