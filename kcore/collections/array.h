@@ -78,12 +78,16 @@ class array_t {
     bool push_back(const T &item) { return emplace_back(item); }
     bool push_back(T &&item) { return emplace_back(std::move(item)); }
 
+    // The items may be some of this array's own.
     bool append(std::span<const T> items) {
         static_assert(std::is_trivially_copyable_v<T>);
+        if (items.empty())
+            return true;
+        const bool own = items.data() >= data_ && items.data() < data_ + size_;
+        const size_t first = own ? static_cast<size_t>(items.data() - data_) : 0;
         if (items.size() > std::numeric_limits<size_t>::max() - size_ || !reserve(size_ + items.size()))
             return false;
-        if (!items.empty())
-            std::memcpy(data_ + size_, items.data(), items.size() * sizeof(T));
+        std::memcpy(data_ + size_, own ? data_ + first : items.data(), items.size() * sizeof(T));
         size_ += items.size();
         return true;
     }
@@ -97,6 +101,7 @@ class array_t {
             new (data_ + size_) T();
         return true;
     }
+    // New elements are copies of the value, which must not be one of this array's own.
     bool resize(size_t wanted, const T &value) {
         if (!reserve(wanted))
             return false;

@@ -42,13 +42,23 @@ class mem_file_t::zero_page_t final : public page_t {
     }
 };
 
-// All transfers share this one, which is done.
+// All transfers share this record, which is done. Never changed once it is made, so threads may share it.
 static fs_request_t &completed_request() {
-    static fs_request_t request;
-    request.success = true;
-    request.state = fs_request_state_t::done;
-    request.event = true;
+    struct completed_t : fs_request_t {
+        completed_t() {
+            success = true;
+            state = fs_request_state_t::done;
+            event = true;
+        }
+    };
+    static completed_t request;
     return request;
+}
+
+static fs_request_t *complete_at_once(const fs_request_options_t &options) {
+    if (options.callback)
+        options.callback(completed_request(), options.context);
+    return &completed_request();
 }
 
 mem_file_t::mem_file_t() : file_t("<mem-file>") {}
@@ -63,54 +73,51 @@ bool mem_file_t::stat(fs_stat_t &out) const {
     return true;
 }
 
-mem_file_t::page_t *mem_file_t::get_page(size_t index, page_use_t use) {
-    static zero_page_t zero_page;
-    if (index >= pages_.size()) {
-        if (use == page_use_t::read)
-            return nullptr;
-        if (!pages_.resize(index + 1))
-            report_fatal({"kcore/kutils/ufs/mem_file", __LINE__, "kestrel::mem_file_t::get_page"},
-                         "[memfs] unable to resize page directory!");
-    }
+const mem_file_t::page_t &mem_file_t::get_page(size_t index) const {
+    static const zero_page_t zero_page;
+    const page_t *const page = index < pages_.size() ? pages_[index].get() : nullptr;
+    return page ? *page : zero_page;
+}
+
+mem_file_t::page_t *mem_file_t::get_page_for_writing(size_t index, bool overwritten) {
+    if (index >= pages_.size() && !pages_.resize(index + 1))
+        report_fatal({"kcore/kutils/ufs/mem_file", __LINE__, "kestrel::mem_file_t::get_page"},
+                     "[memfs] unable to resize page directory!");
     std::unique_ptr<page_t> &entry = pages_.items()[index];
-    if (entry)
-        return entry.get();
-    if (use == page_use_t::read)
-        return &zero_page;
-    entry.reset(new (std::nothrow) page_t(use == page_use_t::write));
+    if (!entry)
+        entry.reset(new (std::nothrow) page_t(!overwritten));
     return entry.get();
 }
 
 fs_request_t *mem_file_t::read_request(std::span<std::byte> buffer, uint64_t position,
-                                       const fs_request_options_t &) {
+                                       const fs_request_options_t &options) {
     if (buffer.empty() || !buffer.data())
-        return &completed_request();
+        return complete_at_once(options);
     if (position > size_ || buffer.size() > size_ - position)
         return nullptr;
     while (!buffer.empty()) {
         const size_t offset = position % page_size;
         const size_t piece = std::min(page_size - offset, buffer.size());
-        get_page(position / page_size, page_use_t::read)->read(buffer.first(piece), offset);
+        get_page(position / page_size).read(buffer.first(piece), offset);
         buffer = buffer.subspan(piece);
         position += piece;
     }
-    return &completed_request();
+    return complete_at_once(options);
 }
 
 fs_request_t *mem_file_t::write_request(std::span<const std::byte> bytes, uint64_t position,
-                                        const fs_request_options_t &) {
+                                        const fs_request_options_t &options) {
     if (read_only_)
         return nullptr;
     if (bytes.empty() || !bytes.data())
-        return &completed_request();
+        return complete_at_once(options);
     if (bytes.size() > std::numeric_limits<uint64_t>::max() - position)
         return nullptr;
     const uint64_t end = position + bytes.size();
     while (!bytes.empty()) {
         const size_t offset = position % page_size;
         const size_t piece = std::min(page_size - offset, bytes.size());
-        page_t *const page =
-            get_page(position / page_size, piece == page_size ? page_use_t::overwrite : page_use_t::write);
+        page_t *const page = get_page_for_writing(position / page_size, piece == page_size);
         if (!page)
             return nullptr;
         page->write(bytes.first(piece), offset);
@@ -118,7 +125,7 @@ fs_request_t *mem_file_t::write_request(std::span<const std::byte> bytes, uint64
         position += piece;
     }
     size_ = std::max(size_, end);
-    return &completed_request();
+    return complete_at_once(options);
 }
 
 bool mem_file_t::set_size(uint64_t size) {

@@ -46,9 +46,11 @@ class mem_file_t final : public file_t {
     size_t page_count() const;
 
   private:
-    enum class page_use_t { read, write, overwrite };
-
-    page_t *get_page(size_t index, page_use_t use);
+    // The zero page where nothing was written.
+    const page_t &get_page(size_t index) const;
+    // Null when memory cannot be had. The bytes of a new page that is going to be overwritten whole are
+    // unset.
+    page_t *get_page_for_writing(size_t index, bool overwritten);
 
     bool read_only_ = false;
     bool fixed_size_ = false;
