@@ -1,7 +1,6 @@
 #include "kcore/messages/fatal.h"
 
-#include "kcore/messages/messages.h"
-#include "kcore/strings/string_dyn.h"
+#include "kcore/messages/message_system.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -13,7 +12,9 @@ void report_fatal_variadic(const fatal_site_t &site, const char *format, ...) {
     va_start(arguments, format);
     const string_dyn_t text(format, arguments);
     va_end(arguments);
-    msg_error("%s(%u): %s: %s", site.source, site.line, site.function, text.c_str());
+    string_dyn_t line;
+    line.assign_formatted("%s(%u): %s: %s", site.source, site.line, site.function, text.c_str());
+    message_system_t::deliver_last_words(line);
     std::fflush(stdout);
     std::fflush(stderr);
     std::abort();

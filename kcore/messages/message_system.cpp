@@ -9,21 +9,16 @@ std::recursive_mutex &message_system_t::lock() {
     return mutex;
 }
 
+// On the heap, so that a process that exits without stopping it leaves it to the handlers that go later.
 void message_system_t::start() {
     const std::scoped_lock guard(lock());
-    static message_system_t system;
-    instance = &system;
+    if (!instance)
+        instance = new message_system_t;
 }
 
 void message_system_t::stop() {
     const std::scoped_lock guard(lock());
-    if (!instance)
-        return;
-    instance->deferred_text_.release_storage();
-    instance->handlers_.clear();
-    instance->depth_ = 0;
-    instance->dropped_ = 0;
-    instance = nullptr;
+    delete std::exchange(instance, nullptr);
 }
 
 void message_system_t::add_handler(message_handler_t &handler) {
@@ -41,6 +36,14 @@ void message_system_t::remove_handler(message_handler_t &handler) {
     while (place != handlers.end() && *place != &handler)
         ++place;
     handlers.erase_unordered(handlers.index_of(place));
+}
+
+void message_system_t::deliver_last_words(const string_dyn_t &text) {
+    const std::scoped_lock guard(lock());
+    if (!instance || std::exchange(instance->saying_last_words_, true))
+        return;
+    instance->depth_ = 3;
+    instance->deliver({text, message_level_t::error});
 }
 
 void message_system_t::deliver(const message_t &message) {

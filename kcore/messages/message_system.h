@@ -40,6 +40,10 @@ class message_system_t {
     static void add_handler(message_handler_t &handler);
     static void remove_handler(message_handler_t &handler);
 
+    // Delivers the last error of a process that is about to end, at once also from inside a handler; whatever
+    // handlers emit meanwhile is dropped.
+    static void deliver_last_words(const string_dyn_t &text);
+
   private:
     friend void msg_dispatch(message_level_t level, const char *format, va_list arguments);
 
@@ -53,6 +57,7 @@ class message_system_t {
     array_local_t<message_handler_t *, max_handlers> handlers_;
     uint32_t depth_ = 0; // 0 idle, 1 a message is being handled, 3 the deferred one or the drop report is
     uint32_t dropped_ = 0;
+    bool saying_last_words_ = false;
     string_dyn_t deferred_text_;
     message_level_t deferred_level_ = message_level_t::info;
 };
