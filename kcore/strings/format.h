@@ -3,21 +3,16 @@
 // Printf formats of the program.
 //
 // Besides the standard conversions they know the size prefixes "I" ("%Iu": unsigned of pointer width) and
-// "I64"
-// ("%I64u": unsigned of 64 bits), and "%p" prints sixteen upper-case digits without a prefix.
+// "I64" ("%I64u": unsigned of 64 bits), and "%p" prints sixteen upper-case digits without a prefix.
 //
 // format_for_t checks a literal format against the types of its arguments when the program is compiled, so a
 // message can never print a wrong or missing argument.
 
 #include <cstddef>
 #include <cstdint>
-#include <string>
 #include <type_traits>
 
 namespace kestrel {
-
-// The format as this platform's printf wants it.
-std::string translate_format(const char *format);
 
 namespace format_check {
 

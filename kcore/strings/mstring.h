@@ -4,7 +4,8 @@
 // (string_local_t).
 //
 // Contract: an operation that changes the text gives true when all of it fitted. What does not fit is cut,
-// never an error message: the longest prefix that fits stays, NUL-terminated. data[length] is always NUL.
+// never an error message: the longest prefix that fits stays, NUL-terminated. data[length] is always NUL, and
+// no other byte is: a text ends at its first NUL.
 
 #include "kcore/strings/format.h"
 #include "kcore/strings/string.h"
@@ -38,7 +39,8 @@ class mstring_t : public string {
     void cut(uint32_t length);
     void replace_all(char from, char to);
 
-    // Printf-formatted text, conventions of format.h. A bad format cuts the string at `position`.
+    // Printf-formatted text, conventions of format.h; the arguments must not be this string's own text. A bad
+    // format cuts the string at `position`.
     bool format_at(uint32_t position, const char *format, va_list arguments);
     template <class... A>
     bool assign_formatted(format_for_t<std::type_identity_t<A>...> format, A... arguments) {

@@ -1,5 +1,6 @@
 #include "kcore/messages/fatal.h"
 #include "kcore/strings/mstring.h"
+#include "kcore/strings/printf_format.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -50,6 +51,7 @@ bool mstring_t::assign_range(const string &other, uint32_t from, uint32_t to) {
 }
 
 bool mstring_t::write_at(uint32_t position, std::string_view text) {
+    text = text.substr(0, text.find('\0'));
     if (text.empty()) {
         cut(position);
         return true;
@@ -77,21 +79,27 @@ bool mstring_t::format_variadic(uint32_t position, const char *format, ...) {
 }
 
 bool mstring_t::format_at(uint32_t position, const char *format, va_list arguments) {
-    const std::string translated = translate_format(format);
-    va_list counting;
-    va_copy(counting, arguments);
-    const int wanted = std::vsnprintf(nullptr, 0, translated.c_str(), counting);
-    va_end(counting);
-    const uint32_t capacity =
-        reserve(static_cast<uint64_t>(position) + 1 + (wanted > 0 ? static_cast<uint32_t>(wanted) : 0));
-    if (wanted < 0 || capacity <= position) {
-        cut(position);
+    const printf_format_t printf_format(format);
+    const auto print = [&] {
+        va_list copy;
+        va_copy(copy, arguments);
+        const uint32_t room = capacity_ - position;
+        const int length =
+            std::vsnprintf(room ? data_ + position : nullptr, room, printf_format.c_str(), copy);
+        va_end(copy);
+        return length;
+    };
+    // Most texts fit where they are to stand and are formatted once.
+    const int length = print();
+    const uint64_t needed = uint64_t{position} + 1 + (length < 0 ? 0 : static_cast<uint32_t>(length));
+    const uint32_t before = capacity_;
+    if (reserve(needed) != before)
+        print();
+    if (capacity_ == 0)
         return false;
-    }
-    const uint32_t room = capacity - position;
-    std::vsnprintf(data_ + position, room, translated.c_str(), arguments);
-    const bool whole = static_cast<uint32_t>(wanted) < room;
-    length_ = whole ? position + static_cast<uint32_t>(wanted) : capacity - 1;
+    const bool whole = length >= 0 && needed <= capacity_;
+    length_ = length < 0 ? position : whole ? static_cast<uint32_t>(needed) - 1 : capacity_ - 1;
+    data_[length_] = '\0';
     return whole;
 }
 
