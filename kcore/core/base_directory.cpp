@@ -6,8 +6,13 @@
 namespace kestrel {
 
 bool get_base_directory(mstring_t &destination) {
-    string_local_t<256> path;
-    if (!get_executable_path(path))
+    name_t path;
+    return get_executable_path(path) && get_base_directory_of(path.view(), destination);
+}
+
+bool get_base_directory_of(std::string_view program_path, mstring_t &destination) {
+    name_t path;
+    if (!path.assign(program_path))
         return false;
     path.replace_all('\\', '/');
     const size_t bin = path.view().rfind("/bin/");

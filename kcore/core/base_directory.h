@@ -4,10 +4,15 @@
 
 #include "kcore/strings/mstring.h"
 
+#include <string_view>
+
 namespace kestrel {
 
-// The program's path before its last "/bin/", with "/" as the separator; false, leaving the destination as it
-// was, when there is none or it does not fit.
+// The running program's base directory; false, leaving the destination as it was, when its path is not known
+// or has no "/bin/".
 bool get_base_directory(mstring_t &destination);
+
+// The path of a program before its last "/bin/", with "/" as the separator. At most 255 bytes.
+bool get_base_directory_of(std::string_view program_path, mstring_t &destination);
 
 } // namespace kestrel

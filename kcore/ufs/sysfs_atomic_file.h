@@ -6,6 +6,9 @@
 // the buffer file durable and renames it over the target; cancel deletes it. A reader of the target sees the
 // old file or the complete new one, also after a loss of power. Exactly one of commit and cancel is called
 // before the file goes; forgetting both is reported and cancels. Atomic files cannot be read.
+//
+// A commit that fails leaves the target as it was, with one exception: when the rename is done but the
+// directory cannot be flushed, the target is the new file and only its survival of a power cut is in doubt.
 
 #include "kcore/ufs/file.h"
 #include "kcore/ufs/sysfs_file.h"

@@ -78,8 +78,13 @@ bool sysfs_device_t::stat(std::string_view path, fs_stat_t &out) {
 }
 
 bool sysfs_device_t::create_directories(std::string_view path) {
+    if (path.empty())
+        return true;
+    fs_path_t location;
+    if (!get_system_location(path, location))
+        return false;
     // Nearly always the directory is there already: one question instead of a creation for every level.
-    if (path.empty() || is_directory(path))
+    if (is_directory(path))
         return true;
     for (size_t slash = path.find('/', 1); slash != std::string_view::npos;
          slash = path.find('/', slash + 1)) {
@@ -88,8 +93,7 @@ bool sysfs_device_t::create_directories(std::string_view path) {
             return false;
         platform_.create_directory(above.c_str());
     }
-    fs_path_t location;
-    return get_system_location(path, location) && platform_.create_directory(location.c_str());
+    return platform_.create_directory(location.c_str());
 }
 
 bool sysfs_device_t::remove_directory(std::string_view path) {
