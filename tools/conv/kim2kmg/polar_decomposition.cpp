@@ -1,10 +1,11 @@
 #include "tools/conv/kim2kmg/polar_decomposition.h"
 
-#include "tools/conv/kim2kmg/power_of_two.h"
 #include "tools/conv/kim2kmg/singular_polar_factor.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
+#include <cstdint>
 #include <limits>
 
 namespace kestrel {
@@ -35,6 +36,15 @@ struct orthogonal_factor_t {
 
 } // namespace
 
+// The power of two that brings a positive number into [1, 2), as far as a normal number can.
+static float scale_to_one(float value) {
+    constexpr int mantissa_bits = 23;
+    constexpr int bias = 127;
+    const int exponent = static_cast<int>(std::bit_cast<uint32_t>(value) >> mantissa_bits & 0xFF);
+    const int opposite = std::clamp(2 * bias - exponent, 1, 2 * bias);
+    return std::bit_cast<float>(static_cast<uint32_t>(opposite) << mantissa_bits);
+}
+
 // One step's result is the same for every scale of its start. A start whose products of three elements could
 // leave the range of single precision is therefore brought near 1 first.
 static void keep_in_range(float3x3_t &m) {
@@ -46,7 +56,7 @@ static void keep_in_range(float3x3_t &m) {
 }
 
 static orthogonal_factor_t orthogonal_factor(float3x3_t m) {
-    // Six to ten steps do; rounding must not make it a circle.
+    // Seven steps do for all but matrices of rounding errors; none may go round in a circle.
     constexpr int most_steps = 60;
     constexpr float tolerance = 1.0e-6f;
     float determinant = 0;

@@ -1,7 +1,5 @@
 #include "tools/conv/kim2kmg/singular_polar_factor.h"
 
-#include "tools/conv/kim2kmg/power_of_two.h"
-
 #include <cmath>
 #include <optional>
 
@@ -20,12 +18,9 @@ static std::optional<size_t> largest_column(const float3x3_t &m) {
     return largest;
 }
 
-// The Householder vector, of squared length 2, of the reflection that takes `v` onto the last axis. `v` is
-// not zero; its length does not matter.
+// The Householder vector, of squared length 2, of the reflection that takes `v` onto the last axis. Without
+// meaning for a vector that is zero or too short to be squared.
 static vector3_t reflector_of(vector3_t v) {
-    const float factor = scale_to_one(std::max({std::fabs(v[0]), std::fabs(v[1]), std::fabs(v[2])}));
-    for (float &value : v)
-        value *= factor;
     const float length = std::sqrt(dot(v, v));
     v[2] += v[2] < 0 ? -length : length;
     const float to_unit = std::sqrt(2.0f / dot(v, v));
@@ -64,7 +59,8 @@ static float3x3_t rank_1_factor(float3x3_t m) {
     return q;
 }
 
-// The factor of the upper left 2 x 2 corner; none when it is zero.
+// The factor of the upper left 2 x 2 corner. None when the corner holds nothing: the cofactors may be
+// rounding errors only, or too small for a reflector, which then has left NaN.
 static std::optional<float3x3_t> corner_factor(const float3x3_t &m) {
     const float w = m[0][0], x = m[0][1], y = m[1][0], z = m[1][1];
     const bool rotates = w * z > x * y;
@@ -87,10 +83,7 @@ float3x3_t singular_polar_factor(const float3x3_t &m, const float3x3_t &cofactor
     float3x3_t reflected = m;
     const vector3_t column_reflector = reflector_of(column_of(cofactors, *column));
     reflect_columns(reflected, column_reflector);
-    const vector3_t normal = cross(reflected[0], reflected[1]);
-    if (normal == vector3_t{}) // the cofactors were rounding errors only
-        return rank_1_factor(m);
-    const vector3_t row_reflector = reflector_of(normal);
+    const vector3_t row_reflector = reflector_of(cross(reflected[0], reflected[1]));
     reflect_rows(reflected, row_reflector);
     auto q = corner_factor(reflected);
     if (!q)
