@@ -1,0 +1,13 @@
+# cmake -DPROGRAMS=A;B;... -P compare.cmake: runs the programs and fails unless all print the same.
+foreach(program ${PROGRAMS})
+  execute_process(COMMAND ${program} OUTPUT_VARIABLE output COMMAND_ERROR_IS_FATAL ANY)
+  message("${program}\n${output}")
+  if(NOT DEFINED first)
+    set(first "${output}")
+  elseif(NOT output STREQUAL first)
+    set(differs ON)
+  endif()
+endforeach()
+if(differs)
+  message(FATAL_ERROR "the outputs differ")
+endif()
