@@ -47,6 +47,14 @@ bool kix_stream_t::grow() {
     return false;
 }
 
+bool kix_stream_t::extend(uint32_t more) {
+    const uint64_t wanted = uint64_t{count_} + more;
+    if (!allocated_ || wanted > UINT32_MAX || !reserve_bytes(wanted * item_size_))
+        return false;
+    capacity_ = static_cast<uint32_t>(wanted);
+    return true;
+}
+
 void kix_stream_t::release() {
     std::free(data_);
     data_ = nullptr;

@@ -62,6 +62,14 @@ class kix_stream_t : public kix_object_t {
     // no more than `likely_bytes` (what the rest of a file can hold). Reports when storage cannot be had; the
     // stream then keeps format and capacity, stays unallocated and accepts no item.
     bool allocate(stream_format_t format, uint32_t capacity, size_t likely_bytes = SIZE_MAX);
+    // Makes room for `more` items behind those that are there, as the new capacity. Silent; false, changing
+    // nothing, when that cannot be had.
+    bool extend(uint32_t more);
+    // Forgets the items from number `count` on; the capacity stays.
+    void truncate(uint32_t count) {
+        if (count < count_)
+            count_ = count;
+    }
     // Gives the storage back; tag and aliases stay.
     void release();
     // Exchanges everything but tag and aliases.
