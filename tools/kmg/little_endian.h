@@ -81,4 +81,19 @@ R unpack(std::span<const std::byte, R::size> bytes) {
     return record;
 }
 
+// Where in its record, and under which name, a member stands.
+struct record_field_t {
+    size_t offset = 0;
+    const char *name = "";
+};
+template <class R, class T>
+record_field_t field_of(const R &record, const T &member) {
+    record_field_t field;
+    R::visit(record, [&](size_t offset, const char *name, const auto &candidate) {
+        if (static_cast<const void *>(&candidate) == &member)
+            field = {offset, name};
+    });
+    return field;
+}
+
 } // namespace kestrel

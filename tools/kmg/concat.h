@@ -1,0 +1,53 @@
+#pragma once
+
+// Text from its parts: concat("vertex ", 7, " of ", 1.5f) is "vertex 7 of 1.5". Reals are written with the
+// fewest digits that give the same real again.
+
+#include <charconv>
+#include <concepts>
+#include <string>
+#include <string_view>
+
+namespace kestrel {
+
+inline void append(std::string &text, std::string_view part) {
+    text += part;
+}
+template <class N>
+requires(std::integral<N> || std::floating_point<N>) void append(std::string &text, N number) {
+    char digits[32];
+    const auto end = std::to_chars(digits, digits + sizeof digits, number).ptr;
+    text.append(digits, end);
+}
+// A real with a fixed number of digits behind the point.
+struct fixed_t {
+    double value;
+    int digits;
+};
+inline void append(std::string &text, fixed_t number) {
+    char digits[400]; // the largest double has 309 before the point
+    const auto end =
+        std::to_chars(digits, digits + sizeof digits, number.value, std::chars_format::fixed, number.digits)
+            .ptr;
+    text.append(digits, end);
+}
+// A number in hexadecimal, with "0x" and all its digits.
+template <std::unsigned_integral N>
+struct hex_t {
+    N value;
+};
+template <class N>
+void append(std::string &text, hex_t<N> number) {
+    text += "0x";
+    for (size_t shift = 8 * sizeof(N); shift > 0;)
+        text += "0123456789ABCDEF"[number.value >> (shift -= 4) & 0xF];
+}
+
+template <class... A>
+std::string concat(const A &...parts) {
+    std::string text;
+    (append(text, parts), ...);
+    return text;
+}
+
+} // namespace kestrel
