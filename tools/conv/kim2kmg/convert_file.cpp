@@ -30,6 +30,7 @@ class conversion_t {
 
   private:
     bool check_name() const;
+    bool out_of_memory() const;
     bool prepare();
     bool load_model();
     bool load_skeleton();
@@ -55,9 +56,15 @@ bool conversion_t::check_name() const {
     return false;
 }
 
+bool conversion_t::out_of_memory() const {
+    msg_error("%s: memory exhausted", input_name_);
+    return false;
+}
+
 bool conversion_t::prepare() {
-    return make_output_name(input_name_, output_name_) && dependencies_.set_primary_source(input_name_) &&
-           dependencies_.set_version(version_text);
+    return (make_output_name(input_name_, output_name_) && dependencies_.set_primary_source(input_name_) &&
+            dependencies_.set_version(version_text)) ||
+           out_of_memory();
 }
 
 std::unique_ptr<file_t> open_in(sysfs_device_t &store, std::string_view path, fs_open_mode_t mode) {
@@ -78,7 +85,7 @@ bool conversion_t::load_model() {
         msg_error("cannot parse %s", input_name_);
         return false;
     }
-    return file->get_display_name(model_->source_name);
+    return file->get_display_name(model_->source_name) || out_of_memory();
 }
 
 bool conversion_t::load_skeleton() {
@@ -86,7 +93,7 @@ bool conversion_t::load_skeleton() {
         return true;
     string_dyn_t path;
     if (!make_sibling_name(output_name_.view(), model_->global->skeleton.view(), path))
-        return false;
+        return out_of_memory();
     const auto file = open_in(device_.primary_store(), path.view(), fs_open_mode_t::read);
     if (!file) {
         msg_error("%s: failed to open", path.c_str());
@@ -97,9 +104,10 @@ bool conversion_t::load_skeleton() {
         msg_error("cannot parse %s", path.c_str());
         return false;
     }
-    file->get_display_name(skeleton_->source_name);
+    if (!file->get_display_name(skeleton_->source_name) || !dependencies_.add_dependency(path.view()))
+        return out_of_memory();
     hash_skeleton(*file);
-    return dependencies_.add_dependency(path.view());
+    return true;
 }
 
 // The hash tells where the skeleton lies in the asset tree, not what is in it.

@@ -59,10 +59,12 @@ bool find_root(path_t &root) {
 bool find_tree(tree_t &tree) {
     if (!find_root(tree.root))
         return false;
-    // A base directory that cannot be found stays empty, and no tree lies below it.
-    get_base_directory(tree.base);
     path_t directory;
-    directory.assign_formatted("%s/%s", tree.base.c_str(), tree.root.c_str());
+    // What does not fit is refused: the start of a path may well be a directory, but not the one that was
+    // meant.
+    if (!get_base_directory(tree.base) ||
+        !directory.assign_formatted("%s/%s", tree.base.c_str(), tree.root.c_str()))
+        return false;
     tree.root.replace_all('\\', '/');
     return file_system()->system_device.is_directory(directory.view());
 }

@@ -40,7 +40,7 @@ int32_t by_bone(const influence_pair_t &a, const influence_pair_t &b) {
 float total_weight(std::span<const influence_pair_t> pairs) {
     float total = 0;
     for (const influence_pair_t &pair : pairs)
-        total += static_cast<float>(pair.weight) * (1.0f / 255.0f);
+        total += static_cast<float>(pair.weight) / 255.0f; // rounded once: 102 is exactly the nearest to 0.4
     return total;
 }
 

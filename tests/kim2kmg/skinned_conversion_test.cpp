@@ -1,0 +1,212 @@
+// Skinned models that go wrong or only nearly right: exact messages, and outputs only where there should be
+// one.
+
+#include "tests/support/asset_tree.h"
+#include "tests/support/model_text.h"
+
+#include <gtest/gtest.h>
+
+namespace kestrel {
+
+namespace {
+
+const std::filesystem::path golden_folder = std::filesystem::path(KIM2KMG_TEST_DATA) / "golden";
+const std::string good_model = read_whole_file(golden_folder / "skinned.kim");
+const std::string good_skeleton = read_whole_file(golden_folder / "skinned.kis");
+
+struct edit_t {
+    std::string from;
+    std::string to;
+};
+
+// The same skin as one Skin paragraph.
+const std::string skin_paragraph = R"(Skin {
+	StreamCount: 1
+	SkinStream {
+		Format: FLOAT3
+		Tag: "_POSITION"
+		ItemCount: 2
+		TotalWeightCount: 3
+		TotalCloneCount: 3
+		0 ( ( 6.0 0.0 0.0 ) Weights: 2  0 0.5  1 0.5  Clones: 1  0 1 )
+		1 ( ( 0.0 0.0 0.0 ) Weights: 1  0 1  Clones: 2  0 0  0 2 )
+	}
+}
+)";
+const std::string skin_model = [] {
+    const std::string model = edited(good_model, "\tPieceSkinCount: 1\n", "");
+    return model.substr(0, model.find("PieceSkin {")) + skin_paragraph;
+}();
+
+// Runs the conversion; "$" in expected lines stands for the project's folder.
+struct skinned_run_t {
+    skinned_run_t(const std::string &model, const std::string &skeleton) {
+        tree.add_source("model/skinned.kim", model);
+        tree.add_source("model/skinned.kis", skeleton);
+        run = tree.run({"/model/skinned.kim", "-root", "project"});
+        const std::string project = (canonical(tree.base()) / "project").string();
+        for (size_t at; (at = run.errors.find(project)) != std::string::npos;)
+            run.errors.replace(at, project.size(), "$");
+    }
+    asset_tree_t tree;
+    program_run_t run;
+};
+
+const std::string source = "<$ | >/model/skinned.kim";
+const std::string skeleton_source = "<$ | >/model/skinned.kis";
+
+TEST(skinned_conversion, both_paragraphs_give_the_same_file) {
+    const skinned_run_t by_pieces(good_model, good_skeleton);
+    const skinned_run_t by_model(skin_model, good_skeleton);
+    EXPECT_EQ(by_pieces.run.errors, "");
+    EXPECT_EQ(by_model.run.errors, "");
+    const std::string bytes = read_whole_file(by_model.tree.output("model/skinned.kmg"));
+    EXPECT_FALSE(bytes.empty());
+    EXPECT_EQ(bytes, read_whole_file(by_pieces.tree.output("model/skinned.kmg")));
+}
+
+TEST(skinned_conversion, models_that_are_refused) {
+    const struct {
+        std::string model;
+        std::string message;
+    } cases[] = {
+        {edited(good_model, "VertexIndices: 2  0 2", "VertexIndices: 2  0 0"),
+         source + ": vertex 2 of piece 0 has no skin"},
+        {edited(edited(good_model, "VertexIndices: 2  0 2", "VertexIndices: 3  0 2 3"),
+                "TotalVertexIndexCount: 3", "TotalVertexIndexCount: 4"),
+         source + ": skin item 1 names vertex 3 of piece 0, which has 3"},
+        {edited(good_model, "0 0.5  1 0.5", "0 0.5  2 0.5"), source + ": skin item 0 uses bone 2 of 2"},
+        {edited(good_model, "0 0.5  1 0.5", "0 0.5  -1 0.5"),
+         source + ": skin item 0 uses bone 4294967295 of 2"},
+        {edited(good_model, "0 0.5  1 0.5", "0 0.001  1 0.0"),
+         source + ": has at least one vertex with no influential bones"},
+        {edited(good_model, "1 ( \"Hips.L\" )", "1 ( \"Hips\" )"),
+         source + ": cannot find mapping for kim bone 'Hips'"},
+        {edited(edited(good_model, "\t1 ( \"Hips.L\" )\n", ""), "BoneCount: 2", "BoneCount: 1"),
+         source + ": Mismatched number of bones (1) with skeleton file '" + skeleton_source +
+             "' bones (2). Probably result of a partial commit (.kim without .kis or vice versa), check "
+             "log."},
+        {edited(skin_model, "Tag: \"_POSITION\"\n\t\tItemCount", "Tag: \"_NORMAL\"\n\t\tItemCount"),
+         source + ": missing skinstream"},
+        {edited(skin_model, "Clones: 2  0 0  0 2", "Clones: 2  0 0  1 2"),
+         source + ": vertex 2 of piece 0 has no skin"},
+        {edited(skin_model, "Clones: 2  0 0  0 2", "Clones: 2  0 0  0 -1"),
+         source + ": skin item 1 names vertex 4294967295 of piece 0, which has 3"},
+        {edited(skin_model, "Weights: 1  0 1", "Weights: 0"),
+         source + ": has at least one vertex with no influential bones"},
+    };
+    for (const auto &each : cases) {
+        const skinned_run_t refused(each.model, good_skeleton);
+        EXPECT_EQ(refused.run.status, 1) << each.message;
+        EXPECT_EQ(refused.run.errors,
+                  "*** ERROR *** : [kim2kmg] " + each.message +
+                      "\r\n*** WARNING *** : Expected rcfs_device_t::perform_conversion() "
+                      "to be true, but it is not.\r\n");
+        EXPECT_EQ(refused.tree.products(), std::vector<std::string>()) << each.message;
+    }
+}
+
+TEST(skinned_conversion, skeletons_whose_bones_do_not_hang_together) {
+    const struct {
+        edit_t edit;
+        std::string message;
+    } cases[] = {
+        {{"Parent: \"Hips.L\"", "Parent: \"hips.l\""}, "cannot match parent bone 'hips.l' with skeleton"},
+        {{"Parent: \"Hips.L\"", "Parent: \"Spine\""},
+         "circular parentship ordering - bone: 'Spine' parent: 'Spine' index: 1"},
+        {{"Parent: \"\"", "Parent: \"Spine\""},
+         "incorrect bone ordering - bone: 'Hips.L' (0) < parent: 'Spine' (1)"},
+    };
+    for (const auto &each : cases) {
+        const skinned_run_t refused(good_model, edited(good_skeleton, each.edit.from, each.edit.to));
+        EXPECT_EQ(refused.run.status, 1) << each.message;
+        EXPECT_TRUE(refused.run.errors.starts_with("*** ERROR *** : [kim2kmg] " + skeleton_source + ": " +
+                                                   each.message + "\r\n"))
+            << refused.run.errors;
+        EXPECT_EQ(refused.tree.products(), std::vector<std::string>()) << each.message;
+    }
+}
+
+TEST(skinned_conversion, skeletons_that_cannot_be_used) {
+    const struct {
+        std::string model;
+        std::string skeleton;
+        std::vector<std::string> messages;
+    } cases[] = {
+        {edited(good_model, "skinned.kis", "none.kis"), "", {"/model/none.kis: failed to open"}},
+        {edited(good_model, "skinned.kis", ""), "", {"/model/: failed to open"}},
+        {good_model,
+         "",
+         {skeleton_source + ":1: syntax error [ token '' ]", "cannot parse /model/skinned.kis"}},
+        {good_model,
+         one_triangle_model,
+         {skeleton_source + ":6: unsupported FormatVersion [ token '}' ]",
+          skeleton_source + ":8: syntax error [ token 'VertexCount' ]", "cannot parse /model/skinned.kis"}},
+    };
+    for (const auto &each : cases) {
+        const skinned_run_t refused(each.model, each.skeleton);
+        std::string expected;
+        for (const std::string &message : each.messages)
+            expected += "*** ERROR *** : " + message + "\r\n";
+        EXPECT_EQ(refused.run.status, 1);
+        EXPECT_EQ(refused.run.errors, expected);
+        EXPECT_EQ(refused.tree.products(), std::vector<std::string>());
+    }
+}
+
+TEST(skinned_conversion, warnings_leave_an_output) {
+    std::string many;
+    for (int i = 0; i < 17; ++i)
+        many += " 0 0.0625";
+    const std::string heavy = "*** WARNING *** : [kim2kmg] " + source +
+                              ": number of source influences exceeeds a threshold of 16 at skin item #0 - "
+                              "source data probably incorrect (source has 17)\r\n"
+                              "*** WARNING *** : [kim2kmg] " +
+                              source + ": - affecting piece 0, vertex 1\r\n";
+    const std::string decimated =
+        "*** WARNING *** : [kim2kmg] " + source +
+        ": has too many influential bones per vertex - decimated to 4, skinning may "
+        "be deformed!\r\n";
+    const struct {
+        std::string model;
+        std::string skeleton;
+        std::string warnings;
+    } cases[] = {
+        {edited(good_model, "0 0.5  1 0.5", "0 0.4  1 0.4"), good_skeleton, decimated},
+        {edited(edited(good_model, "Weights: 2  0 0.5  1 0.5", "Weights: 17" + many), "TotalWeightCount: 3",
+                "TotalWeightCount: 18"),
+         good_skeleton, heavy + decimated},
+        {good_model, edited(good_skeleton, "FormatVersion: 1", "FormatVersion: 2"),
+         "*** ERROR *** : " + skeleton_source + ":6: unsupported FormatVersion [ token '}' ]\r\n"},
+    };
+    for (const auto &each : cases) {
+        const skinned_run_t warned(each.model, each.skeleton);
+        EXPECT_EQ(warned.run.status, 0);
+        EXPECT_EQ(warned.run.errors, each.warnings);
+        EXPECT_TRUE(exists(warned.tree.output("model/skinned.kmg")));
+    }
+}
+
+TEST(skinned_conversion, the_hash_is_that_of_the_path_as_given) {
+    const asset_tree_t tree;
+    tree.add_source("model/a.kim", edited(good_model, "skinned.kis", "../skel/s.kis"));
+    tree.add_source("skel/s.kis", good_skeleton);
+    const auto hash_field = [&] { return read_whole_file(tree.output("model/a.kmg")).substr(24, 8); };
+    const auto run = [&](const std::string &name) { return tree.run({name, "-root", "project"}); };
+
+    EXPECT_EQ(run("/model/a.kim").status, 0);
+    const std::string absolute = hash_field();
+    EXPECT_EQ(read_whole_file(tree.record("model/a.kmg")),
+              "version:3\r\n/model/a.kim\r\n/model/../skel/s.kis\r\n");
+    EXPECT_EQ(run("model/a.kim").status, 0);
+    EXPECT_NE(hash_field(), absolute);
+    // A path that climbs above its start cannot be resolved: reported, and the hash is 0.
+    const program_run_t climbing = run("/../project/model/a.kim");
+    EXPECT_EQ(climbing.status, 0);
+    EXPECT_EQ(climbing.errors, "*** ERROR *** : [kis] Error computing skeleton hash! "
+                               "(/../project/model/../skel/s.kis)\r\n");
+}
+
+} // namespace
+
+} // namespace kestrel
