@@ -4,10 +4,10 @@
 #include "kcore/collections/array.h"
 #include "tools/conv/intermediate/matrix_inverse.h"
 #include "tools/conv/intermediate/number_text.h"
-#include "tools/conv/kim2kmg/affine_decomposition.h"
-#include "tools/conv/kim2kmg/bounds.h"
-#include "tools/conv/kim2kmg/influences.h"
-#include "tools/conv/kim2kmg/vertex_packing.h"
+#include "tools/conv/kim2kmg/affine/affine_decomposition.h"
+#include "tools/conv/kim2kmg/writer/bounds.h"
+#include "tools/conv/kim2kmg/writer/influences.h"
+#include "tools/conv/kim2kmg/writer/vertex_packing.h"
 
 #include <cstdio>
 #include <cstring>

@@ -3,7 +3,7 @@
 #include "kcore/kutils/ufs/mem_file.h"
 #include "tests/support/padded_text.h"
 #include "tools/conv/intermediate/parse_file.h"
-#include "tools/conv/kim2kmg/kmg_writer.h"
+#include "tools/conv/kim2kmg/writer/kmg_writer.h"
 
 #include <algorithm>
 #include <fstream>

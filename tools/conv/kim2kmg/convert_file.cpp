@@ -9,9 +9,9 @@
 #include "tools/conv/intermediate/parse_file.h"
 #include "tools/conv/kim2kmg/asset_path.h"
 #include "tools/conv/kim2kmg/discard_degenerated_triangles.h"
-#include "tools/conv/kim2kmg/kmg_writer.h"
 #include "tools/conv/kim2kmg/merge_part_pieces.h"
 #include "tools/conv/kim2kmg/optimize_for_vertex_cache.h"
+#include "tools/conv/kim2kmg/writer/kmg_writer.h"
 
 namespace kestrel {
 

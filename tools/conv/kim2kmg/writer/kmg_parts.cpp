@@ -1,0 +1,95 @@
+#include "tools/conv/kim2kmg/writer/kmg_parts.h"
+
+#include "kcore/strings/token.h"
+
+#include <algorithm>
+
+namespace kestrel {
+
+static bool fill_locator(const kmg_writer_t &writer, const kim_locator_t &locator, kmg_locator_t &record) {
+    const auto name = token_t::from_string(locator.name.view());
+    if (!name) {
+        msg_error("[kim2kmg] %s: locator name '%s' invalid (cannot be token)", writer.source_name(),
+                  locator.name.c_str());
+        return false;
+    }
+    const float3_t &scale = locator.scale;
+    if (scale.x <= 0 || scale.y <= 0 || scale.z <= 0) {
+        msg_error("[kim2kmg] %s: locator name '%s' has invalid (negative or zero) scale",
+                  writer.source_name(), locator.name.c_str());
+        return false;
+    }
+    record.name = name->value();
+    record.position = {locator.position.x, locator.position.y, locator.position.z};
+    record.scale = 1.0f;
+    std::copy(std::begin(locator.rotation), std::end(locator.rotation), record.rotation.begin());
+    record.hookup = writer.string_pool.offset_of(locator.hookup.view()).value_or(kmg_absent);
+    return true;
+}
+
+bool build_locators(kmg_writer_t &writer) {
+    const auto &locators = writer.model.locators;
+    size_t filled = 0;
+    for (const kix_part_t *part : writer.model.parts) {
+        for (const uint32_t position : part->locators) {
+            if (position >= locators.size()) {
+                msg_error("[kim2kmg] %s: part '%s' lists locator %u of %u", writer.source_name(),
+                          part->name.c_str(), position, writer.header.locator_count);
+                return false;
+            }
+            if (filled == locators.size()) {
+                msg_error("[kim2kmg] %s: the parts list more locators than the model has (%u)",
+                          writer.source_name(), writer.header.locator_count);
+                return false;
+            }
+            if (!fill_locator(writer, *locators[position], writer.locators[filled++]))
+                return false;
+        }
+    }
+    return true;
+}
+
+bool build_parts(kmg_writer_t &writer) {
+    uint32_t first_piece = 0;
+    uint32_t first_locator = 0;
+    for (size_t i = 0; i < writer.parts.size(); ++i) {
+        const kix_part_t &part = *writer.model.parts[i];
+        const auto name = token_t::from_string(part.name.view());
+        if (!name) {
+            msg_error("[kim2kmg] %s: part name '%s' invalid (cannot be token)", writer.source_name(),
+                      part.name.c_str());
+            return false;
+        }
+        const auto piece_count = static_cast<uint32_t>(part.pieces.size());
+        const auto locator_count = static_cast<uint32_t>(part.locators.size());
+        writer.parts[i] = {name->value(), piece_count, first_piece, locator_count, first_locator};
+        first_piece += piece_count;
+        first_locator += locator_count;
+    }
+    return true;
+}
+
+bool build_piece_order(kmg_writer_t &writer) {
+    const auto &pieces = writer.model.pieces;
+    if (!writer.piece_order.reserve(pieces.size()))
+        return writer.out_of_memory();
+    size_t listed = 0;
+    for (const kix_part_t *part : writer.model.parts) {
+        for (const uint32_t position : part->pieces) {
+            if (position >= pieces.size()) {
+                msg_error("[kim2kmg] %s: part '%s' lists piece %u of %u", writer.source_name(),
+                          part->name.c_str(), position, writer.header.piece_count);
+                return false;
+            }
+            if (listed++ < pieces.size())
+                writer.piece_order.push_back(pieces[position]);
+        }
+    }
+    if (listed != pieces.size()) {
+        msg_error("[kim2kmg] %s: incomplete piece <-> part assignment! Re-export!", writer.source_name());
+        return false;
+    }
+    return true;
+}
+
+} // namespace kestrel

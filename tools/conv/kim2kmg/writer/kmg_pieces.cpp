@@ -1,0 +1,144 @@
+#include "tools/conv/kim2kmg/writer/kmg_pieces.h"
+
+#include "tools/conv/kim2kmg/writer/bounds.h"
+#include "tools/conv/kim2kmg/writer/kmg_padding.h"
+#include "tools/conv/kim2kmg/writer/uv_channels.h"
+#include "tools/conv/kim2kmg/writer/vertex_tags.h"
+
+#include <utility>
+
+namespace kestrel {
+
+namespace {
+
+constexpr uint64_t largest_offset = kmg_absent - 1;
+
+bool check_vertices(const kmg_writer_t &writer, const kix_piece_t &piece) {
+    if (piece.vertex_count == 0) {
+        msg_error("[kim2kmg] %s: piece %u has zero vertex count !", writer.source_name(), piece.index);
+        return false;
+    }
+    if (positions_of(piece).empty()) {
+        msg_error("[kim2kmg] %s: unavailable/incorrect %s stream on piece %u", writer.source_name(),
+                  position_tag.data(), piece.index);
+        return false;
+    }
+    if (piece.vertex_count > kmg_max_piece_vertices) {
+        msg_error("[kim2kmg] %s: piece %u has more than allowed number of vertices (%u)",
+                  writer.source_name(), piece.index, kmg_max_piece_vertices);
+        return false;
+    }
+    return true;
+}
+
+bool check_triangles(const kmg_writer_t &writer, const kix_piece_t &piece) {
+    uint32_t number = 0;
+    for (const triangle_t &triangle : piece.triangles->items_as<triangle_t>()) {
+        for (const uint32_t corner : triangle.corners) {
+            if (corner >= piece.vertex_count) {
+                msg_error("[kim2kmg] %s: triangle %u of piece %u uses vertex %u of %u", writer.source_name(),
+                          number, piece.index, corner, piece.vertex_count);
+                return false;
+            }
+        }
+        ++number;
+    }
+    return true;
+}
+
+// Hands out the places of a vertex's fields one after the other.
+class layout_t {
+  public:
+    explicit layout_t(uint32_t start) : start_(start), next_(start) {}
+    uint32_t take(uint32_t bytes) { return std::exchange(next_, next_ + bytes); }
+    uint32_t taken() const { return next_ - start_; }
+
+  private:
+    uint32_t start_;
+    uint32_t next_;
+};
+
+void lay_out_vertex(const kmg_writer_t &writer, const kix_piece_t &piece, kmg_piece_t &record) {
+    layout_t layout(writer.header.vertex_data_size);
+    record.position_offset = layout.take(12);
+    record.normal_offset = layout.take(12);
+    record.tangent_offset = writer.tangents && piece.find_stream(tangent_tag) ? layout.take(16) : kmg_absent;
+    record.colour_offset = layout.take(4);
+    record.factor_offset = piece.find_stream(factor_tag) ? layout.take(4) : kmg_absent;
+    record.uv_offset = record.uv_channel_count > 0 ? layout.take(8 * record.uv_channel_count) : kmg_absent;
+    record.bone_index_offset = writer.has_bones() ? layout.take(4) : kmg_absent;
+    record.bone_weight_offset = writer.has_bones() ? layout.take(4) : kmg_absent;
+    record.vertex_stride = layout.taken();
+}
+
+// Sections of more bytes than offsets can count are refused; false then.
+bool grow_section(uint32_t &size, uint64_t bytes) {
+    if (bytes > largest_offset - size)
+        return false;
+    size += static_cast<uint32_t>(bytes);
+    return true;
+}
+
+bool too_large(const kmg_writer_t &writer) {
+    msg_error("[kim2kmg] %s: the geometry takes more than 4 GiB", writer.source_name());
+    return false;
+}
+
+bool build_piece(kmg_writer_t &writer, const kix_piece_t &piece, kmg_piece_t &record) {
+    if (!check_vertices(writer, piece) || !check_triangles(writer, piece))
+        return false;
+    const uv_channels_t channels = find_uv_channels(piece);
+    bounds_t bounds;
+    bounds.add(positions_of(piece));
+    const uint64_t index_count = uint64_t{piece.triangle_count} * 3;
+    record.index_count = static_cast<uint32_t>(index_count);
+    record.vertex_count = piece.vertex_count;
+    record.texture_coordinate_map = channels.slot_map;
+    record.uv_channel_count = channels.count;
+    record.material = piece.material;
+    record.sphere = bounds.sphere();
+    record.box = bounds.box();
+    lay_out_vertex(writer, piece, record);
+    record.index_offset = writer.header.index_data_size;
+    return (grow_section(writer.header.vertex_data_size,
+                         uint64_t{record.vertex_stride} * piece.vertex_count) &&
+            grow_section(writer.header.index_data_size,
+                         aligned_section_size(index_count * sizeof(uint16_t)))) ||
+           too_large(writer);
+}
+
+void relocate(uint32_t &offset, uint32_t section) {
+    if (offset != kmg_absent)
+        offset += section;
+}
+
+} // namespace
+
+bool build_pieces(kmg_writer_t &writer) {
+    for (size_t i = 0; i < writer.pieces.size(); ++i) {
+        const kix_piece_t &piece = *writer.piece_order[i];
+        if (!build_piece(writer, piece, writer.pieces[i]))
+            return false;
+        if (writer.has_bones() && !writer.skin.skin_piece(piece, writer.piece_infos[i]))
+            return false;
+    }
+    return true;
+}
+
+bool relocate_pieces(kmg_writer_t &writer) {
+    kmg_header_t &header = writer.header;
+    const uint64_t index_data = uint64_t{header.vertex_data_offset} + header.vertex_data_size;
+    if (index_data + header.index_data_size > largest_offset)
+        return too_large(writer);
+    header.index_data_offset = static_cast<uint32_t>(index_data);
+    for (kmg_piece_t &record : writer.pieces) {
+        for (uint32_t *offset : {&record.position_offset, &record.normal_offset, &record.uv_offset,
+                                 &record.colour_offset, &record.factor_offset, &record.tangent_offset,
+                                 &record.bone_index_offset, &record.bone_weight_offset})
+            relocate(*offset, header.vertex_data_offset);
+        relocate(record.index_offset, header.index_data_offset);
+    }
+    return true;
+}
+
+} // namespace kestrel

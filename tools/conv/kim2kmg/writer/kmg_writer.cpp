@@ -1,0 +1,147 @@
+#include "tools/conv/kim2kmg/writer/kmg_writer.h"
+
+#include "tools/conv/kim2kmg/writer/bounds.h"
+#include "tools/conv/kim2kmg/writer/kmg_bones.h"
+#include "tools/conv/kim2kmg/writer/kmg_padding.h"
+#include "tools/conv/kim2kmg/writer/kmg_parts.h"
+#include "tools/conv/kim2kmg/writer/kmg_pieces.h"
+#include "tools/conv/kim2kmg/writer/kmg_vertex_data.h"
+
+namespace kestrel {
+
+namespace {
+
+bool build_string_pool(kmg_writer_t &writer) {
+    for (const kim_locator_t *locator : writer.model.locators)
+        if (!locator->hookup.empty() && !writer.string_pool.add(locator->hookup.view()))
+            return writer.out_of_memory();
+    return true;
+}
+
+// The counts and the places of the sections before the vertex data.
+bool build_header(kmg_writer_t &writer) {
+    const kim_t &model = writer.model;
+    kmg_header_t &header = writer.header;
+    uint64_t end = kmg_header_t::size;
+    bool fits = true;
+    const auto place = [&](uint32_t &offset, uint64_t bytes) {
+        offset = static_cast<uint32_t>(end);
+        end += bytes;
+        fits = fits && end < kmg_absent;
+    };
+    header.signature = kmg_signature;
+    header.piece_count = static_cast<uint32_t>(model.pieces.size());
+    header.part_count = static_cast<uint32_t>(model.parts.size());
+    header.bone_count = static_cast<uint32_t>(model.bone_names.size());
+    header.influence_count = header.bone_count != 0 ? kmg_max_influences : 0;
+    header.locator_count = static_cast<uint32_t>(model.locators.size());
+    header.skeleton_hash = writer.skeleton ? writer.skeleton->hash : 0;
+    const uint64_t pool_size = aligned_section_size(writer.string_pool.length());
+    place(header.bones_offset, kmg_bone_data_t::size * model.bone_names.size());
+    place(header.parts_offset, kmg_part_t::size * model.parts.size());
+    place(header.locators_offset, kmg_locator_t::size * model.locators.size());
+    place(header.pieces_offset, kmg_piece_t::size * model.pieces.size());
+    place(header.string_pool_offset, pool_size);
+    place(header.vertex_data_offset, 0);
+    header.string_pool_size = static_cast<uint32_t>(pool_size);
+    if (!fits)
+        msg_error("[kim2kmg] %s: the geometry takes more than 4 GiB", writer.source_name());
+    return fits;
+}
+
+bool check_limits(const kmg_writer_t &writer) {
+    if (writer.header.bone_count > kmg_max_bones) {
+        msg_error("[kim2kmg] %s: bone count %u exceeds the max amount of supported bones (%d)",
+                  writer.source_name(), writer.header.bone_count, static_cast<int>(kmg_max_bones));
+        return false;
+    }
+    if (writer.header.part_count == 0) {
+        msg_error("[kim2kmg] %s: no parts present!", writer.source_name());
+        return false;
+    }
+    return true;
+}
+
+bool size_records(kmg_writer_t &writer) {
+    const kmg_header_t &header = writer.header;
+    return (writer.bones.resize(header.bone_count) && writer.parts.resize(header.part_count) &&
+            writer.locators.resize(header.locator_count) && writer.pieces.resize(header.piece_count) &&
+            writer.piece_infos.resize(header.piece_count)) ||
+           writer.out_of_memory();
+}
+
+void build_bounds(kmg_writer_t &writer) {
+    bounds_t bounds;
+    for (const kix_piece_t *piece : writer.model.pieces)
+        bounds.add(positions_of(*piece));
+    writer.header.sphere = bounds.sphere();
+    writer.header.box = bounds.box();
+}
+
+bool build(kmg_writer_t &writer) {
+    if (!build_string_pool(writer) || !build_header(writer) || !check_limits(writer) || !size_records(writer))
+        return false;
+    if (!build_bones(writer) || !build_locators(writer) || !build_parts(writer))
+        return false;
+    build_bounds(writer);
+    if (!build_piece_order(writer))
+        return false;
+    if (writer.has_bones() && !writer.skin.build(writer.model, writer.skeleton))
+        return false;
+    return build_pieces(writer) && relocate_pieces(writer);
+}
+
+bool failed(const file_t &destination, const char *section) {
+    msg_error("[kim2kmg] %s: error writing %s", display_name_of(&destination).c_str(), section);
+    return false;
+}
+
+template <class R>
+bool write_records(const kmg_writer_t &writer, std::span<const R> records, const char *section,
+                   file_t &destination) {
+    array_dyn_t<std::byte> bytes;
+    if (!bytes.resize(records.size() * R::size))
+        return writer.out_of_memory();
+    for (size_t i = 0; i < records.size(); ++i)
+        pack(records[i], bytes.items().subspan(i * R::size).template first<R::size>());
+    return destination.write(bytes.items()) || failed(destination, section);
+}
+
+bool write_string_pool(const kmg_writer_t &writer, file_t &destination) {
+    for (const std::string_view text : writer.string_pool.texts())
+        // With the NUL that follows each text where it comes from.
+        if (!destination.write(std::as_bytes(std::span(text.data(), text.size() + 1))))
+            return failed(destination, "string pool data");
+    return write_padding(writer.string_pool.length(), destination);
+}
+
+bool write_pieces(const kmg_writer_t &writer, file_t &destination) {
+    const size_t count = writer.piece_order.size();
+    const auto info_of = [&](size_t i) { return writer.has_bones() ? &writer.piece_infos[i] : nullptr; };
+    for (size_t i = 0; i < count; ++i)
+        if (!write_vertex_data(writer, *writer.piece_order[i], writer.pieces[i], info_of(i), destination))
+            return false;
+    for (size_t i = 0; i < count; ++i)
+        if (!write_index_data(writer, *writer.piece_order[i], info_of(i), destination))
+            return false;
+    return true;
+}
+
+bool write(const kmg_writer_t &writer, file_t &destination) {
+    const std::span<const kmg_header_t> header(&writer.header, 1);
+    return write_records(writer, header, "header", destination) &&
+           write_records(writer, writer.bones.items(), "bone data", destination) &&
+           write_records(writer, writer.parts.items(), "parts data", destination) &&
+           write_records(writer, writer.locators.items(), "locators data", destination) &&
+           write_records(writer, writer.pieces.items(), "piece data", destination) &&
+           write_string_pool(writer, destination) && write_pieces(writer, destination);
+}
+
+} // namespace
+
+bool kmg_write(const kim_t &model, const kis_t *skeleton, bool tangents, file_t &destination) {
+    kmg_writer_t writer{model, skeleton, tangents};
+    return build(writer) && write(writer, destination);
+}
+
+} // namespace kestrel
