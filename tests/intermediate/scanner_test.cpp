@@ -84,6 +84,8 @@ TEST(scanner, tokens_and_messages) {
         {"\"" + name255 + "z\" 1", "s<" + name255 + ">@1 i1@1 ",
          "E: f:1: string length exceeds buffer size (256 bytes)\n"},
         {"\n\"open", "", "E: f:2: unterminated string constant\n"},
+        {"\"" + name255 + "z", "",
+         "E: f:1: string length exceeds buffer size (256 bytes)\nE: f:1: unterminated string constant\n"},
         {"\"\"\"a\"b\"\"c\n\"\"\"\n1", "l<a\"b\"\"c\n>@1 i1@2 ", ""},
         {"\"\"\"open\"\"", "", "E: f:1: unterminated string constant\n"},
         {"\xEF\xBB\xBF"

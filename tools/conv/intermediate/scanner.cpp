@@ -104,15 +104,16 @@ token_kind_t scanner_t::bit_pattern(bool memory_order) {
 }
 
 token_kind_t scanner_t::quoted_string() {
-    const void *quote = std::memchr(position_, '"', bytes_left());
-    if (!quote) {
-        msg_error("%s:%d: unterminated string constant", file_name_, line());
-        return end_of_input();
-    }
-    const std::string_view text(position_, static_cast<size_t>(static_cast<const char *>(quote) - position_));
+    const std::string_view rest(position_, bytes_left());
+    const size_t length = rest.find('"');
+    const std::string_view text = rest.substr(0, length);
     if (text.size() >= string_capacity)
         msg_error("%s:%d: string length exceeds buffer size (%Iu bytes)", file_name_, line(),
                   string_capacity);
+    if (length == std::string_view::npos) {
+        msg_error("%s:%d: unterminated string constant", file_name_, line());
+        return end_of_input();
+    }
     uncounted_line_feeds_ += count_line_feeds(text);
     position_ += text.size() + 1;
     string_ = text.substr(0, string_capacity - 1);
