@@ -33,7 +33,10 @@ bool skin_grammar_t::skin_stream(kim_skin_t &skin) {
     kim_skin_stream_t *stream;
     if (!create(stream))
         return false;
-    stream->initialise(stream_format, item_count, weight_count, clone_count, scanner_.bytes_left());
+    // Nothing compares the counts with what comes, and there may be many such streams: none takes storage
+    // ahead.
+    constexpr size_t no_bytes_ahead = 0;
+    stream->initialise(stream_format, item_count, weight_count, clone_count, no_bytes_ahead);
     stream->tag = tag;
     uint32_t index = 0;
     do {
