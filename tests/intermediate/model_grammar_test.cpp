@@ -1,25 +1,9 @@
-#include "tools/conv/intermediate/parse_file.h"
-
-#include "tests/support/captured_messages.h"
 #include "tests/support/model_text.h"
-#include "tests/support/padded_text.h"
+#include "tests/support/parsed_text.h"
 
 #include <gtest/gtest.h>
 
 namespace kestrel {
-
-struct parsed_model_t {
-    explicit parsed_model_t(const std::string &source) : text(source) {
-        captured_messages_t captured;
-        model = parse_model_text(text.view(), "f", owners);
-        messages = captured.text();
-    }
-
-    padded_text_t text;
-    owner_list_t owners;
-    kim_t *model;
-    std::string messages;
-};
 
 TEST(model_grammar, a_valid_model_is_kept_as_written) {
     std::string text = edited(one_triangle_model, "\tName: \"one\"\n",
@@ -29,8 +13,8 @@ TEST(model_grammar, a_valid_model_is_kept_as_written) {
     text += "Locator {\n Name: \"l\"\n Hookup: \"h\"\n Index: 3\n Position: ( 1.0 2.0 3.0 )\n"
             " Rotation: ( 1.0 0.0 0.5 0.25 )\n Scale: ( 1.0 1.0 2.0 )\n}\n";
     const parsed_model_t parsed(text);
-    ASSERT_TRUE(parsed.model) << parsed.messages;
-    const kim_t &model = *parsed.model;
+    ASSERT_TRUE(parsed.root) << parsed.messages;
+    const kim_t &model = *parsed.root;
     EXPECT_EQ(model.header->name.view(), "one");
     EXPECT_EQ(model.global->vertex_count, 3u);
     EXPECT_EQ(model.materials[0]->effect.view(), "rvk2.dif");
@@ -92,7 +76,7 @@ TEST(model_grammar, one_fault_one_message) {
     };
     for (const auto &each : cases) {
         const parsed_model_t parsed(edited(one_triangle_model, each.from, each.to));
-        EXPECT_FALSE(parsed.model) << each.to;
+        EXPECT_FALSE(parsed.root) << each.to;
         EXPECT_TRUE(parsed.messages.starts_with("E: " + std::string(each.message) + "\n"))
             << each.to << "\n  " << parsed.messages;
     }
@@ -105,7 +89,26 @@ TEST(model_grammar, files_that_are_no_models) {
               "E: f:1: unknown token : ''\nE: f:1: syntax error [ token '' ]\n");
     // Every way of cutting a model short is noticed.
     for (size_t length = 0; length + 2 < one_triangle_model.size(); ++length)
-        EXPECT_FALSE(parsed_model_t(one_triangle_model.substr(0, length)).model) << length;
+        EXPECT_FALSE(parsed_model_t(one_triangle_model.substr(0, length)).root) << length;
+}
+
+TEST(model_grammar, totals_are_checked_before_what_follows) {
+    const std::string text = edited(one_triangle_model, "PieceCount: 1", "PieceCount: 2");
+    EXPECT_EQ(parsed_model_t(edited(text, "Locators:\n}", "Locators:\n} Piece")).messages,
+              "E: f:58: mismatching Piece count [ token 'Piece' ]\n");
+}
+
+TEST(model_grammar, a_model_without_pieces_has_more_than_parts) {
+    std::string text = one_triangle_model;
+    const size_t begin = text.find("Material {"), end = text.find("Part {");
+    text.erase(begin, end - begin);
+    for (const char *count : {"VertexCount: 3", "TriangleCount: 1", "PieceCount: 1"})
+        text = edited(text, count, std::string(count).substr(0, std::string(count).size() - 1) + "0");
+    EXPECT_EQ(parsed_model_t(text).messages, "E: f:24: syntax error [ token '' ]\n");
+    text = edited(text, "LocatorCount: 0", "LocatorCount: 1");
+    text += "Locator { Name: \"l\" Index: 0 Position: ( 1.0 2.0 3.0 ) Rotation: ( 1.0 0.0 0.0 0.0 )"
+            " Scale: ( 1.0 1.0 1.0 ) }\n";
+    EXPECT_TRUE(parsed_model_t(text).root);
 }
 
 TEST(model_grammar, empty_streams_need_an_empty_piece) {
@@ -115,7 +118,7 @@ TEST(model_grammar, empty_streams_need_an_empty_piece) {
     const size_t begin = text.find("Piece {"), end = text.find("Part {");
     text.replace(begin, end - begin, piece);
     text = edited(edited(text, "VertexCount: 3", "VertexCount: 0"), "TriangleCount: 1", "TriangleCount: 0");
-    EXPECT_TRUE(parsed_model_t(text).model);
+    EXPECT_TRUE(parsed_model_t(text).root);
     EXPECT_EQ(
         parsed_model_t(edited(text, "Material: 0 VertexCount: 0", "Material: 0 VertexCount: 1")).messages,
         "E: f:22: mismatching Stream item count and VertexCount [ token '}' ]\n");
@@ -131,11 +134,11 @@ TEST(model_grammar, tuples_and_formats_need_not_agree) {
         text = edited(text, "0 ( 1.0 1.0 1.0 1.0 )\n\t\t1 ( 1.0 1.0 1.0 1.0 )\n\t\t2 ( 1.0 1.0 1.0 1.0 )",
                       std::string("0 ( 9.0 )\n1 ( 8.0") + gap + ")\n2 ( 7.0 )");
         const parsed_model_t parsed(text);
-        ASSERT_TRUE(parsed.model) << parsed.messages;
-        const auto positions = parsed.model->pieces[0]->streams[0]->items_as<float3_t>();
+        ASSERT_TRUE(parsed.root) << parsed.messages;
+        const auto positions = parsed.root->pieces[0]->streams[0]->items_as<float3_t>();
         EXPECT_EQ(positions[0].z, 3.0f);
         EXPECT_EQ(positions[1].x, 5.0f);
-        const auto colours = parsed.model->pieces[0]->streams[2]->items_as<std::array<float, 4>>();
+        const auto colours = parsed.root->pieces[0]->streams[2]->items_as<std::array<float, 4>>();
         EXPECT_EQ(colours[1], (std::array{8.0f, 0.0f, 0.0f, 0.0f}));
         EXPECT_EQ(colours[2], (std::array{7.0f, 0.0f, 0.0f, 0.0f}));
     }
@@ -166,10 +169,10 @@ TEST(model_grammar, plain_items_and_the_grammar_read_the_same) {
         return std::make_unique<parsed_model_t>(text);
     };
     const auto a = parse(plain), b = parse(commented);
-    ASSERT_TRUE(a->model) << a->messages;
-    ASSERT_TRUE(b->model) << b->messages;
-    const auto left = a->model->pieces[0]->streams[0]->bytes();
-    const auto right = b->model->pieces[0]->streams[0]->bytes();
+    ASSERT_TRUE(a->root) << a->messages;
+    ASSERT_TRUE(b->root) << b->messages;
+    const auto left = a->root->pieces[0]->streams[0]->bytes();
+    const auto right = b->root->pieces[0]->streams[0]->bytes();
     ASSERT_EQ(left.size(), count * 12u);
     EXPECT_TRUE(std::equal(left.begin(), left.end(), right.begin(), right.end()));
 }

@@ -9,7 +9,9 @@ bool model_grammar_t::parse() {
         return false;
     if (model_.header->format_version != model_format_version)
         return fail("unsupported FormatVersion");
-    return global() && body() && expect(token_kind_t::end_of_input) && final_checks();
+    // What follows the last paragraph is looked at only when it may be another one, so a Skin paragraph's own
+    // end is where the totals of its model are checked.
+    return global() && body() && final_checks() && expect(token_kind_t::end_of_input);
 }
 
 bool model_grammar_t::global() {
@@ -56,15 +58,13 @@ bool model_grammar_t::body() {
         if (!part())
             return false;
     } while (next_is("PART"_kw));
-    if (has_pieces && next_is(token_kind_t::end_of_input))
-        return true;
     const bool has_locators = next_is("LOCATOR"_kw);
     while (next_is("LOCATOR"_kw))
         if (!locator())
             return false;
-    if (has_locators && next_is(token_kind_t::end_of_input))
-        return true;
-    return bones_and_skin();
+    if (next_is("BONES"_kw))
+        return bones_and_skin();
+    return has_pieces || has_locators || syntax_error();
 }
 
 bool model_grammar_t::material() {
