@@ -115,7 +115,8 @@ fake_platform_t::open_file_t &fake_platform_t::file_of(fs_handle_t handle) {
 fs_handle_t fake_platform_t::open(const char *path, fs_open_mode_t mode) {
     const std::scoped_lock guard(mutex_);
     const std::string name(path);
-    if (!note(std::string("open ") + fs_open_mode_name(mode) + " " + name) || directories_.contains(name))
+    if (!note(std::string("open ") + fs_open_mode_name(mode) + " " + name) ||
+        mode >= fs_open_mode_t::atomic || directories_.contains(name))
         return fs_handle_t::invalid;
     const bool exists = files_.contains(name);
     const bool creates = mode != fs_open_mode_t::read;

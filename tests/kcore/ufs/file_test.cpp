@@ -1,0 +1,234 @@
+#include "kcore/ufs/file.h"
+
+#include "kcore/messages/console_message_handler.h"
+#include "kcore/ufs/read_statistics.h"
+#include "tests/support/captured_messages.h"
+#include "tests/support/child_run.h"
+#include "tests/support/fake_file_system.h"
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <cstring>
+
+namespace kestrel {
+
+namespace {
+
+using calls_t = std::vector<std::string>;
+
+std::span<const std::byte> bytes_of(std::string_view text) {
+    return std::as_bytes(std::span(text));
+}
+
+// Text in which every position can be told from the others near it.
+std::string counted_text(size_t size) {
+    std::string text;
+    while (text.size() < size)
+        text += std::to_string(text.size()) + ",";
+    text.resize(size);
+    return text;
+}
+
+class file : public testing::Test {
+  protected:
+    // A file of the device below /w, opened for reading.
+    std::unique_ptr<file_t> open(const std::string &content) {
+        system_.platform().add_file("/w/file", content);
+        device_ = system_.make_device("/w");
+        auto opened = device_->open("/file", fs_open_mode_t::read);
+        system_.platform().take_calls();
+        return opened;
+    }
+    static std::string read(file_t &from, size_t size) {
+        std::string text(size, '?');
+        return from.read(std::as_writable_bytes(std::span(text))) ? text : "failed";
+    }
+    calls_t calls() { return system_.platform().take_calls(); }
+
+    captured_messages_t messages_;
+    fake_file_system_t system_;
+    std::unique_ptr<sysfs_device_t> device_;
+};
+
+} // namespace
+
+TEST_F(file, small_reads_are_served_from_one_refill) {
+    const std::string content = counted_text(9000);
+    const auto opened = open(content);
+    EXPECT_EQ(read(*opened, 10), content.substr(0, 10));
+    EXPECT_EQ(read(*opened, 20), content.substr(10, 20));
+    EXPECT_EQ(calls(), (calls_t{"stat_file /w/file", "read /w/file 0+8192"}));
+    // Beginning in the cache, ending behind it.
+    opened->set_offset(8000);
+    EXPECT_EQ(read(*opened, 500), content.substr(8000, 500));
+    EXPECT_EQ(calls(), (calls_t{"stat_file /w/file", "read /w/file 8192+808"}));
+    EXPECT_EQ(opened->offset(), 8500u);
+    EXPECT_EQ(read(*opened, 0), "");
+    EXPECT_EQ(calls(), calls_t{});
+}
+
+TEST_F(file, large_reads_bypass_the_cache) {
+    const std::string content = counted_text(30000);
+    const auto opened = open(content);
+    EXPECT_EQ(read(*opened, 20000), content.substr(0, 20000));
+    EXPECT_EQ(calls(), calls_t{"read /w/file 0+20000"});
+    EXPECT_EQ(read(*opened, 8192), content.substr(20000, 8192));
+    EXPECT_EQ(calls(), (calls_t{"stat_file /w/file", "read /w/file 20000+8192"}));
+    // What the cache holds is taken from it, the rest directly.
+    opened->set_offset(20100);
+    EXPECT_EQ(read(*opened, 9900), content.substr(20100, 9900));
+    EXPECT_EQ(calls(), (calls_t{"stat_file /w/file", "read /w/file 28192+1808"}));
+    opened->set_offset(1);
+    EXPECT_EQ(read(*opened, 8193), content.substr(1, 8193));
+    EXPECT_EQ(calls(), calls_t{"read /w/file 1+8193"});
+}
+
+TEST_F(file, a_read_past_the_end_fails_and_leaves_the_offset) {
+    const auto opened = open("0123456789");
+    opened->set_offset(5);
+    EXPECT_EQ(read(*opened, 10), "failed");
+    EXPECT_EQ(opened->offset(), 5u);
+    EXPECT_EQ(messages_.text(), "E: [fs] cached read - read request too big (<SYSFS>/w/file)\n");
+    messages_.clear();
+    opened->set_offset(100);
+    EXPECT_EQ(read(*opened, 1), "failed");
+    EXPECT_EQ(messages_.text(), "E: [fs] cached read - read request too big (<SYSFS>/w/file)\n");
+    messages_.clear();
+    opened->set_offset(0);
+    EXPECT_EQ(read(*opened, 9000), "failed"); // directly, and it meets the end of the file
+    EXPECT_EQ(opened->offset(), 0u);
+    EXPECT_EQ(messages_.text(), "");
+    EXPECT_EQ(read(*opened, 10), "0123456789");
+}
+
+TEST_F(file, a_refill_that_fails_is_reported_and_leaves_no_stale_bytes) {
+    const auto opened = open(counted_text(9000));
+    EXPECT_NE(read(*opened, 10), "failed");
+    opened->set_offset(8500);
+    system_.platform().fail("read");
+    EXPECT_EQ(read(*opened, 10), "failed");
+    EXPECT_EQ(messages_.text(), "E: [fs] cached read - buffer update failed (<SYSFS>/w/file)\n");
+    opened->set_offset(0);
+    EXPECT_EQ(read(*opened, 10), "failed");
+}
+
+TEST_F(file, writes_move_the_offset_and_drop_the_cache) {
+    open("");
+    const auto opened = device_->open("/file", fs_open_mode_t::create_or_read_write);
+    EXPECT_TRUE(opened->write(bytes_of("0123456789")));
+    EXPECT_EQ(opened->offset(), 10u);
+    opened->set_offset(0);
+    EXPECT_EQ(read(*opened, 3), "012");
+    EXPECT_TRUE(opened->write(bytes_of("abc")));
+    opened->set_offset(2);
+    EXPECT_EQ(read(*opened, 5), "2abc6");
+    EXPECT_TRUE(opened->write({}));
+    EXPECT_TRUE(opened->printf("%s=%u", "n", 5u));
+    EXPECT_EQ(system_.platform().content("/w/file"), "012abc6n=5");
+
+    system_.platform().fail("write");
+    EXPECT_FALSE(opened->write(bytes_of("x")));
+    EXPECT_EQ(opened->offset(), 10u);
+    auto buffer = std::make_unique<std::byte[]>(4);
+    EXPECT_FALSE(opened->write_owned(buffer, 4));
+    EXPECT_TRUE(buffer);
+    system_.platform().fail_no_more();
+    EXPECT_TRUE(opened->write_owned(buffer, 4));
+    EXPECT_FALSE(buffer);
+    EXPECT_TRUE(opened->set_size(2));
+    EXPECT_EQ(opened->get_size(), 2u);
+}
+
+TEST_F(file, short_and_interrupted_transfers_are_continued) {
+    const std::string content = counted_text(10000);
+    const auto opened = open(content);
+    system_.platform().limit_transfers(3000);
+    system_.platform().interrupt_transfers(2);
+    EXPECT_EQ(read(*opened, 10000), content);
+    EXPECT_EQ(calls(),
+              (calls_t{"read /w/file 0+10000", "read /w/file 0+10000", "read /w/file 0+10000",
+                       "read /w/file 3000+7000", "read /w/file 6000+4000", "read /w/file 9000+1000"}));
+    const auto written = device_->open("/other", fs_open_mode_t::create);
+    EXPECT_TRUE(written->write(bytes_of(content)));
+    EXPECT_EQ(system_.platform().content("/w/other"), content);
+}
+
+TEST_F(file, direct_reads_are_counted) {
+    const auto opened = open(counted_text(9000));
+    const uint64_t operations = fs_read_statistics.total_operations;
+    const uint64_t bytes = fs_read_statistics.total_bytes;
+    EXPECT_NE(read(*opened, 10), "failed");
+    EXPECT_NE(read(*opened, 10), "failed");
+    std::byte byte;
+    EXPECT_TRUE(opened->read_at({&byte, 1}, 4));
+    EXPECT_FALSE(opened->read_at({&byte, 1}, 9000));
+    EXPECT_TRUE(opened->read_at({}, 100000));
+    EXPECT_EQ(fs_read_statistics.total_operations - operations, 2u);
+    EXPECT_EQ(fs_read_statistics.total_bytes - bytes, 8193u);
+}
+
+TEST_F(file, display_names_and_paths_by_path_kind) {
+    const auto opened = open("");
+    device_->set_mount("/mounted", 7, 1);
+    const struct {
+        fs_path_kind_t kind;
+        const char *display_name;
+        bool known;
+        const char *mount_path; // null: none
+    } cases[] = {{fs_path_kind_t::unknown, "<UNKNOWNFS>/file", true, nullptr},
+                 {fs_path_kind_t::ufs, "</w | /mounted>/file", true, "/mounted/file"},
+                 {fs_path_kind_t::sysfs, "<SYSFS>/w/file", true, nullptr},
+                 {static_cast<fs_path_kind_t>(3), "<BADFS>/file", false, nullptr}};
+    for (const auto &c : cases) {
+        opened->set_path_kind(c.kind);
+        string_dyn_t text, path("old");
+        EXPECT_EQ(opened->get_display_name(text), c.known);
+        EXPECT_EQ(text.view(), c.display_name);
+        EXPECT_EQ(opened->get_mount_path(path), c.mount_path != nullptr);
+        EXPECT_EQ(path.view(), c.mount_path ? c.mount_path : "old");
+    }
+    EXPECT_EQ(opened->get_mount_id(), 7);
+    string_dyn_t location;
+    EXPECT_TRUE(opened->get_system_path(location));
+    EXPECT_EQ(location.view(), "/w/file");
+    EXPECT_EQ(display_name_of(nullptr).view(), "<NULL>");
+}
+
+TEST_F(file, plain_files_cannot_be_committed_or_cancelled) {
+    const auto opened = open("");
+    EXPECT_FALSE(opened->commit());
+    EXPECT_FALSE(opened->cancel());
+    EXPECT_EQ(messages_.text(), "E: [file_t] Cannot use commit atomic operation on file <SYSFS>/w/file\n"
+                                "E: [file_t] Cannot use cancel atomic operation on file <SYSFS>/w/file\n");
+}
+
+TEST_F(file, closing_reports_what_the_system_reports_once) {
+    const auto opened = open("");
+    system_.platform().fail("close");
+    EXPECT_FALSE(opened->close());
+    EXPECT_TRUE(opened->close());
+    EXPECT_EQ(messages_.text(),
+              "E: [fs] closing reported an error, written data may be lost (<SYSFS>/w/file)\n");
+    EXPECT_EQ(calls(), calls_t{"close /w/file"});
+}
+
+TEST(file_size, that_the_system_does_not_tell_is_fatal) {
+    const child_run_t run = run_in_child([] {
+        message_system_t::start();
+        const console_message_handler_t console(false);
+        fake_file_system_t system;
+        system.platform().add_file("/a", "");
+        const auto opened = system.system_device().open("/a", fs_open_mode_t::read);
+        system.platform().fail("stat_file");
+        (void)opened->get_size();
+    });
+    EXPECT_EQ(run.status, 128 + SIGABRT);
+    EXPECT_TRUE(run.errors.starts_with("*** ERROR *** : [fs] failed to stat opened file (<SYSFS>/a)!\r\n"
+                                       "*** ERROR *** : kcore/ufs/fs_file("))
+        << run.errors;
+    EXPECT_TRUE(run.errors.ends_with("): kestrel::file_t::get_size: Failed to stat opened file!\r\n"))
+        << run.errors;
+}
+
+} // namespace kestrel

@@ -1,0 +1,190 @@
+#include "kcore/ufs/sysfs_device.h"
+
+#include "tests/support/captured_messages.h"
+#include "tests/support/fake_file_system.h"
+
+#include <gtest/gtest.h>
+
+namespace kestrel {
+
+using calls_t = std::vector<std::string>;
+
+TEST(sysfs_device, system_locations) {
+    fake_file_system_t system;
+    const struct {
+        const char *root, *path, *expected;
+    } cases[] = {{"", "/", "/"},
+                 {"", "/a/b", "/a/b"},
+                 {"", "a/b", "a/b"},
+                 {"", "D:/w/a", "D:/w/a"},
+                 {"/", "/", "/"},
+                 {"/", "/a", "/a"},
+                 {"/", "a", "/a"},
+                 {"/", "", "/"},
+                 {"D:/w", "/", "D:/w"},
+                 {"D:/w", "", "D:/w"},
+                 {"D:/w", "a/b", "D:/w/a/b"},
+                 {"D:/w/base", "/model/a.kim", "D:/w/base/model/a.kim"},
+                 {"", "", ""}};
+    for (const auto &c : cases) {
+        fs_path_t location("old");
+        EXPECT_TRUE(system.make_device(c.root)->get_system_location(c.path, location));
+        EXPECT_EQ(location.view(), c.expected) << c.root << " + " << c.path;
+    }
+}
+
+TEST(sysfs_device, a_location_of_256_bytes_is_refused_with_its_name) {
+    captured_messages_t messages;
+    fake_file_system_t system;
+    const auto device = system.make_device("/w");
+    fs_path_t location("old");
+    const std::string longest = "/" + std::string(252, 'n');
+    EXPECT_TRUE(device->get_system_location(longest, location));
+    EXPECT_EQ(location.length(), 255u);
+    EXPECT_EQ(messages.text(), "");
+
+    location.assign("old");
+    EXPECT_FALSE(device->get_system_location(longest + "n", location));
+    EXPECT_EQ(location.view(), "old");
+    const std::string report = "E: [fs] path is longer than 255 bytes: '" + longest + "n' (below '/w')\n";
+    EXPECT_EQ(messages.text(), report);
+
+    // One message for each operation, and none of them reaches the disk.
+    system.platform().take_calls();
+    messages.clear();
+    const std::string path = longest + "n";
+    EXPECT_EQ(device->open(path, fs_open_mode_t::create_truncate), nullptr);
+    EXPECT_FALSE(device->create_directories(path));
+    EXPECT_FALSE(device->remove_file(path));
+    EXPECT_FALSE(device->is_file(path));
+    EXPECT_EQ(messages.text(), report + report + report + report);
+    EXPECT_EQ(system.platform().take_calls(), calls_t{});
+}
+
+TEST(sysfs_device, a_path_with_a_nul_is_refused) {
+    captured_messages_t messages;
+    fake_file_system_t system;
+    EXPECT_EQ(system.system_device().open(std::string_view("/a\0b", 4), fs_open_mode_t::read), nullptr);
+    EXPECT_EQ(messages.text(), "E: [fs] path holds a NUL byte after '/a'\n");
+}
+
+TEST(sysfs_device, is_available_when_its_root_is_a_directory) {
+    fake_file_system_t system;
+    system.platform().add_file("/w/file", "");
+    EXPECT_TRUE(system.system_device().available());
+    EXPECT_TRUE(system.make_device("/w")->available());
+    EXPECT_FALSE(system.make_device("/w/file")->available());
+    EXPECT_FALSE(system.make_device("/missing")->available());
+    EXPECT_EQ(system.make_device("/w")->name().view(), "/w");
+    EXPECT_EQ(system.make_device("/w")->mount_id(), fs_device_t::not_mounted);
+}
+
+TEST(sysfs_device, open_modes) {
+    fake_file_system_t system;
+    const auto device = system.make_device("/w");
+    const struct {
+        fs_open_mode_t mode;
+        bool opens_missing, opens_existing;
+        const char *content; // of the one that existed
+    } cases[] = {{fs_open_mode_t::read, false, true, "old"},
+                 {fs_open_mode_t::create, true, false, "old"},
+                 {fs_open_mode_t::create_truncate, true, true, ""},
+                 {fs_open_mode_t::create_or_read_write, true, true, "old"}};
+    for (const auto &c : cases) {
+        system.platform().add_file("/w/existing", "old");
+        EXPECT_EQ(device->open("/existing", c.mode) != nullptr, c.opens_existing);
+        EXPECT_EQ(system.platform().content("/w/existing"), c.content);
+        EXPECT_EQ(device->open("/missing", c.mode) != nullptr, c.opens_missing);
+        device->remove_file("/missing");
+        EXPECT_EQ(device->open("/missing", static_cast<fs_open_mode_t>(5)), nullptr);
+    }
+}
+
+TEST(sysfs_device, opening_for_writing_creates_what_is_missing_above) {
+    captured_messages_t messages;
+    fake_file_system_t system;
+    system.platform().add_directory("/w");
+    const auto device = system.make_device("/w");
+    EXPECT_EQ(device->open("/x/y/c.kmg", fs_open_mode_t::read), nullptr);
+    EXPECT_FALSE(system.platform().has_directory("/w/x"));
+    const auto file = device->open("/a/b/c.kmg", fs_open_mode_t::create_truncate);
+    ASSERT_TRUE(file);
+    EXPECT_TRUE(system.platform().has_directory("/w/a/b"));
+    EXPECT_EQ(file->name().view(), "/a/b/c.kmg");
+    EXPECT_EQ(file->path_kind(), fs_path_kind_t::sysfs);
+    EXPECT_EQ(file->offset(), 0u);
+
+    system.platform().fail("mkdir /w/d/e");
+    EXPECT_EQ(device->open("/d/e/c.kmg", fs_open_mode_t::create), nullptr);
+    EXPECT_EQ(messages.text(), "");
+}
+
+TEST(sysfs_device, creating_directories_goes_from_the_top_and_only_the_last_counts) {
+    fake_file_system_t system;
+    system.platform().add_directory("/w");
+    const auto device = system.make_device("/w");
+    system.platform().take_calls();
+    EXPECT_TRUE(device->create_directories(""));
+    EXPECT_EQ(system.platform().take_calls(), calls_t{});
+    EXPECT_TRUE(device->create_directories("/a/b/c"));
+    EXPECT_EQ(system.platform().take_calls(),
+              (calls_t{"stat /w/a/b/c", "mkdir /w/a", "mkdir /w/a/b", "mkdir /w/a/b/c"}));
+    EXPECT_TRUE(device->create_directories("/a/b/c"));
+
+    // An intermediate refusal is not the end: the last one may be there for the making.
+    system.platform().add_directory("/w/p");
+    system.platform().fail("mkdir /w/p");
+    EXPECT_FALSE(device->create_directories("/p/q"));
+    system.platform().fail_no_more();
+    EXPECT_TRUE(device->create_directories("/p/q"));
+    EXPECT_TRUE(device->create_directories("r/s"));
+    EXPECT_TRUE(system.platform().has_directory("/w/r/s"));
+}
+
+TEST(sysfs_device, parents_of_a_path_at_the_top_need_no_creation) {
+    fake_file_system_t system;
+    system.platform().take_calls();
+    for (const char *path : {"name", "/name", "", "/"})
+        EXPECT_TRUE(system.system_device().create_parent_directories(path)) << path;
+    EXPECT_EQ(system.platform().take_calls(), calls_t{});
+}
+
+TEST(sysfs_device, stat_copy_move_remove_and_list_work_on_locations) {
+    fake_file_system_t system;
+    system.platform().add_file("/w/d/b", "12345");
+    system.platform().add_file("/w/d/a", "");
+    const auto device = system.make_device("/w");
+    fs_stat_t found;
+    EXPECT_TRUE(device->stat("/d/b", found));
+    EXPECT_EQ(found.kind, fs_kind_t::file);
+    EXPECT_EQ(found.size, 5u);
+    EXPECT_EQ(found.stored_size, 5u);
+    EXPECT_EQ(found.container_position, ~uint64_t{0});
+    EXPECT_EQ(found.device, device.get());
+    EXPECT_TRUE(device->is_directory("/d"));
+    EXPECT_FALSE(device->is_file("/d"));
+    EXPECT_FALSE(device->is_file("/d/c"));
+
+    EXPECT_TRUE(device->copy_file("/d/b", "/d/c", false));
+    EXPECT_FALSE(device->copy_file("/d/a", "/d/c", false));
+    EXPECT_TRUE(device->copy_file("/d/a", "/d/c", true));
+    EXPECT_EQ(system.platform().content("/w/d/c"), "");
+    EXPECT_FALSE(device->move_file("/d/b", "/d/c", false));
+    EXPECT_TRUE(device->move_file("/d/b", "/d/c", true));
+    EXPECT_EQ(system.platform().content("/w/d/c"), "12345");
+
+    const auto listing = device->list("/d");
+    ASSERT_TRUE(listing);
+    ASSERT_EQ(listing->size(), 2u);
+    EXPECT_EQ((*listing)[0].name.view(), "a");
+    EXPECT_EQ((*listing)[1].name.view(), "c");
+    EXPECT_FALSE(device->list("/missing"));
+
+    EXPECT_FALSE(device->remove_directory("/d"));
+    EXPECT_TRUE(device->remove_file("/d/a"));
+    EXPECT_FALSE(device->remove_file("/d/a"));
+    EXPECT_TRUE(device->remove_file("/d/c"));
+    EXPECT_TRUE(device->remove_directory("/d"));
+}
+
+} // namespace kestrel
