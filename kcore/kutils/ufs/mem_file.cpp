@@ -75,18 +75,27 @@ bool mem_file_t::stat(fs_stat_t &out) const {
 
 const mem_file_t::page_t &mem_file_t::get_page(size_t index) const {
     static const zero_page_t zero_page;
-    const page_t *const page = index < pages_.size() ? pages_[index].get() : nullptr;
+    const page_t *const page = index < pages_.size() ? pages_[index] : nullptr;
     return page ? *page : zero_page;
 }
 
 mem_file_t::page_t *mem_file_t::get_page_for_writing(size_t index, bool overwritten) {
-    if (index >= pages_.size() && !pages_.resize(index + 1))
+    if (index >= pages_.size() && !resize_directory(index + 1))
         report_fatal({"kcore/kutils/ufs/mem_file", __LINE__, "kestrel::mem_file_t::get_page"},
                      "[memfs] unable to resize page directory!");
-    std::unique_ptr<page_t> &entry = pages_.items()[index];
+    page_t *&entry = pages_.items()[index];
     if (!entry)
-        entry.reset(new (std::nothrow) page_t(!overwritten));
-    return entry.get();
+        entry = page_pool_.create(!overwritten);
+    return entry;
+}
+
+bool mem_file_t::resize_directory(size_t count) {
+    if (!pages_.reserve(count))
+        return false;
+    for (; pages_.size() > count; pages_.pop_back())
+        if (pages_.back())
+            page_pool_.destroy(pages_.back());
+    return pages_.resize(count);
 }
 
 fs_request_t *mem_file_t::read_request(std::span<std::byte> buffer, uint64_t position,
@@ -129,10 +138,10 @@ fs_request_t *mem_file_t::write_request(std::span<const std::byte> bytes, uint64
 }
 
 bool mem_file_t::set_size(uint64_t size) {
-    if (fixed_size_ ? size > page_size : !pages_.resize(size / page_size + 1))
+    if (fixed_size_ ? size > page_size : !resize_directory(size / page_size + 1))
         return false;
     if (size < size_ && size / page_size < pages_.size())
-        if (page_t *const last = pages_[size / page_size].get())
+        if (page_t *const last = pages_[size / page_size])
             last->clear_from(size % page_size);
     size_ = size;
     return true;
@@ -140,7 +149,7 @@ bool mem_file_t::set_size(uint64_t size) {
 
 size_t mem_file_t::page_count() const {
     return static_cast<size_t>(
-        std::count_if(pages_.begin(), pages_.end(), [](const auto &page) { return page != nullptr; }));
+        std::count_if(pages_.begin(), pages_.end(), [](const page_t *page) { return page != nullptr; }));
 }
 
 bool mem_file_t::get_system_path(mstring_t &path) const {

@@ -6,10 +6,9 @@
 // transfers are done when they return. A write that no page can be had for fails; a page directory that
 // cannot grow is fatal.
 
-#include "kcore/collections/array.h"
+#include "kcore/collections/object_pool.h"
 #include "kcore/ufs/file.h"
 
-#include <array>
 #include <memory>
 
 namespace kestrel {
@@ -51,11 +50,14 @@ class mem_file_t final : public file_t {
     // Null when memory cannot be had. The bytes of a new page that is going to be overwritten whole are
     // unset.
     page_t *get_page_for_writing(size_t index, bool overwritten);
+    // False when memory for the entries cannot be had.
+    bool resize_directory(size_t count);
 
     bool read_only_ = false;
     bool fixed_size_ = false;
     uint64_t size_ = 0;
-    array_dyn_t<std::unique_ptr<page_t>> pages_;
+    object_pool_t<page_t> page_pool_;
+    array_dyn_t<page_t *> pages_; // null where nothing was written
 };
 
 // An empty memory file in the slot, in place of what it held.

@@ -1,0 +1,69 @@
+#include "kcore/collections/object_pool.h"
+
+#include <cstdint>
+#include <cstring>
+#include <gtest/gtest.h>
+#include <set>
+#include <vector>
+
+namespace kestrel {
+
+namespace {
+
+struct record_t {
+    explicit record_t(uint64_t number) : first(number), last(~number) {}
+    uint64_t first;
+    char filling[1000];
+    uint64_t last;
+};
+
+} // namespace
+
+TEST(object_pool, objects_of_many_blocks_do_not_touch_each_other) {
+    object_pool_t<record_t> pool;
+    std::vector<record_t *> records;
+    for (uint64_t i = 0; i < 10000; ++i) {
+        records.push_back(pool.create(i));
+        ASSERT_TRUE(records.back());
+        ASSERT_EQ(reinterpret_cast<uintptr_t>(records.back()) % alignof(record_t), 0u);
+    }
+    for (uint64_t i = 0; i < records.size(); ++i) {
+        EXPECT_EQ(records[i]->first, i);
+        EXPECT_EQ(records[i]->last, ~i);
+    }
+}
+
+TEST(object_pool, places_are_used_again) {
+    object_pool_t<record_t> pool;
+    std::set<record_t *> places;
+    for (uint64_t i = 0; i < 50; ++i)
+        places.insert(pool.create(i));
+    for (record_t *place : places)
+        pool.destroy(place);
+    for (uint64_t i = 0; i < 50; ++i)
+        EXPECT_TRUE(places.contains(pool.create(i)));
+    EXPECT_FALSE(places.contains(pool.create(50u)));
+}
+
+TEST(large_block, large_ones_begin_on_a_large_page) {
+    for (const size_t size : {size_t{1}, large_block_t::large_page_size - 1, large_block_t::large_page_size,
+                              3 * large_block_t::large_page_size + 5}) {
+        const large_block_t block = large_block_t::allocate(size);
+        ASSERT_TRUE(block) << size;
+        EXPECT_EQ(block.size(), size);
+        std::memset(block.data(), 0xFF, size);
+        if (size >= large_block_t::large_page_size) {
+            EXPECT_EQ(reinterpret_cast<uintptr_t>(block.data()) % large_block_t::large_page_size, 0u);
+        }
+    }
+}
+
+TEST(large_block, what_cannot_be_had_is_empty) {
+    for (const size_t size : {SIZE_MAX, SIZE_MAX - large_block_t::large_page_size + 2}) {
+        const large_block_t block = large_block_t::allocate(size);
+        EXPECT_FALSE(block) << size;
+        EXPECT_EQ(block.size(), 0u);
+    }
+}
+
+} // namespace kestrel
