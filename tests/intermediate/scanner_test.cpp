@@ -104,6 +104,20 @@ TEST(scanner, tokens_and_messages) {
     }
 }
 
+TEST(scanner, an_error_inside_a_token_ends_the_input_in_its_place) {
+    const std::pair<std::string, const char *> cases[] = {
+        {"\n&7f800000 1\n\n", "&7f800000"}, {"\n\"open\n\n", "\""}, {"\n\"\"\"open\"\"\n\n", "\"\"\""}};
+    for (const auto &[source, token_text] : cases) {
+        captured_messages_t messages;
+        const padded_text_t text(source);
+        scanner_t scanner(text.view(), "f");
+        EXPECT_EQ(scanner.next(), token_kind_t::end_of_input) << source;
+        EXPECT_EQ(scanner.token_text(), token_text) << source;
+        EXPECT_EQ(scanner.line(), 2) << source;
+        EXPECT_EQ(scanner.next(), token_kind_t::end_of_input) << source;
+    }
+}
+
 TEST(scanner, end_of_input_comes_again_and_has_no_text) {
     const padded_text_t text("1");
     scanner_t scanner(text.view(), "f");

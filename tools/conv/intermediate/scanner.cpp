@@ -28,8 +28,13 @@ int32_t scanner_t::line() {
 }
 
 token_kind_t scanner_t::end_of_input() {
-    position_ = end_;
     token_text_ = {};
+    return token_kind_t::end_of_input;
+}
+
+// What follows the error is neither read nor counted, so that later messages name the error's place.
+token_kind_t scanner_t::end_at_error() {
+    position_ = counted_to_ = end_;
     return token_kind_t::end_of_input;
 }
 
@@ -97,7 +102,7 @@ token_kind_t scanner_t::bit_pattern(bool memory_order) {
     if ((bits & infinite_exponent) == infinite_exponent) {
         msg_error("%s:%d: Invalid floating point value '%s'", file_name_, line(),
                   string_dyn_t(token_text_).c_str());
-        return end_of_input();
+        return end_at_error();
     }
     real_ = std::bit_cast<float>(bits);
     return token_kind_t::real;
@@ -112,7 +117,7 @@ token_kind_t scanner_t::quoted_string() {
                   string_capacity);
     if (length == std::string_view::npos) {
         msg_error("%s:%d: unterminated string constant", file_name_, line());
-        return end_of_input();
+        return end_at_error();
     }
     uncounted_line_feeds_ += count_line_feeds(text);
     position_ += text.size() + 1;
@@ -126,7 +131,7 @@ token_kind_t scanner_t::long_string() {
     const size_t length = rest.find("\"\"\"");
     if (length == std::string_view::npos) {
         msg_error("%s:%d: unterminated string constant", file_name_, line());
-        return end_of_input();
+        return end_at_error();
     }
     string_ = rest.substr(0, length);
     uncounted_line_feeds_ += count_line_feeds(string_);

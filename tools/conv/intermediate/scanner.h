@@ -43,6 +43,7 @@ class scanner_t {
 
   private:
     token_kind_t end_of_input();
+    token_kind_t end_at_error();
     token_kind_t quoted_string();
     token_kind_t long_string();
     token_kind_t bit_pattern(bool memory_order);
