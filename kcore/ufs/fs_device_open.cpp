@@ -7,7 +7,17 @@ namespace kestrel {
 
 static fs_device_t *well_known_device(fs_device_type_t type) {
     file_system_t *const system = file_system();
-    return system && type == fs_device_type_t::sysfs ? &system->system_device : nullptr;
+    if (!system)
+        return nullptr;
+    switch (type) {
+    case fs_device_type_t::ufs:
+        return &system->union_device;
+    case fs_device_type_t::sysfs:
+        return &system->system_device;
+    case fs_device_type_t::unknown:
+        break;
+    }
+    return nullptr;
 }
 
 std::unique_ptr<file_t> fs_device_open(std::string_view path, fs_open_mode_t mode, fs_device_type_t type) {
