@@ -31,8 +31,7 @@ uint32_t string_dyn_t::reserve(uint64_t wanted) {
 }
 
 void string_dyn_t::release_storage() {
-    if (capacity_ != 0)
-        std::free(data_);
+    std::free(capacity_ != 0 ? data_ : nullptr);
     point_to_empty();
 }
 
