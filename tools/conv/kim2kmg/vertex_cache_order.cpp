@@ -1,116 +1,57 @@
 #include "tools/conv/kim2kmg/vertex_cache_order.h"
 
 #include <algorithm>
-#include <bit>
-#include <cmath>
 
 namespace kestrel {
 
-namespace {
-
-constexpr uint32_t fresh_positions = 3; // the corners of the last triangle
-constexpr float fresh_score = 0.75f;    // below what the decay would give: do not prefer endless strips
-constexpr float decay_scale = std::bit_cast<float>(0x3D0D3DCBu); // 1 / (cache size - fresh positions)
-constexpr float valence_boost = 2.0f;
-
-float cache_score(uint32_t position) {
-    if (position < fresh_positions)
-        return fresh_score;
-    if (position >= vertex_cache_order_t::cache_size)
-        return 0;
-    const float left = 1.0f - static_cast<float>(position - fresh_positions) * decay_scale;
-    return std::sqrt(left) * left; // to the power of 1.5
-}
-
-float valence_score(uint32_t use_count) {
-    return use_count == 0 ? 0.0f : valence_boost / std::sqrt(static_cast<float>(use_count));
-}
-
-// What the formulas give for the numbers that occur all the time.
-struct score_tables_t {
-    score_tables_t() {
-        for (uint32_t i = 0; i < std::size(cache); ++i)
-            cache[i] = cache_score(i);
-        for (uint32_t i = 0; i < std::size(valence); ++i)
-            valence[i] = valence_score(i);
-    }
-    float of_valence(uint32_t use_count) const {
-        return use_count < std::size(valence) ? valence[use_count] : valence_score(use_count);
-    }
-
-    float cache[vertex_cache_order_t::cache_size + 3];
-    float valence[64];
-};
-
-const score_tables_t scores;
-
-} // namespace
+using vertex_t = scored_mesh_t::vertex_t;
 
 bool vertex_cache_order_t::run(std::span<const triangle_t> triangles, uint32_t vertex_count) {
-    triangles_ = triangles;
-    if (!prepare(vertex_count))
+    return order_triangles(triangles, vertex_count, grouping_t::crowded_vertices) ||
+           order_triangles(triangles, vertex_count, grouping_t::none);
+}
+
+bool vertex_cache_order_t::order_triangles(std::span<const triangle_t> triangles, uint32_t vertex_count,
+                                           grouping_t grouping) {
+    if (!mesh_.build(triangles, vertex_count) || !prepare(grouping))
         return false;
     uint32_t next = first_triangle();
     while (next != none) {
         emit(next);
-        refresh_cache(triangles_[next]);
-        next = best_of_cache();
+        move_to_front(triangles[next]);
+        if (crowded_.has_failed())
+            return false;
+        next = best_of_cache().triangle;
         if (!evict())
             return false;
-        if (next == none && order_.size() < triangles_.size() && !find_best_of_all(next))
+        if (next == none && order_.size() < triangles.size() && !find_best_of_all(next))
             return false;
     }
     return true;
 }
 
-bool vertex_cache_order_t::prepare(uint32_t vertex_count) {
-    const size_t triangle_count = triangles_.size();
-    vertices_.clear();
-    emitted_.clear();
-    order_.clear();
-    if (!vertices_.resize(vertex_count) || !uses_.resize(3 * triangle_count) ||
-        !emitted_.resize(triangle_count) || !order_.reserve(triangle_count))
-        return false;
+bool vertex_cache_order_t::prepare(grouping_t grouping) {
+    const size_t triangle_count = mesh_.triangles().size();
     remaining_.clear();
     evicted_.clear();
+    order_.clear();
+    emitted_.clear();
     cached_ = 0;
-    list_uses();
-    for (vertex_t &vertex : vertices_) {
-        vertex.valence_score = scores.of_valence(vertex.use_count);
-        vertex.score = vertex.valence_score;
-    }
-    return true;
-}
-
-// Each vertex's triangles, in list order, one vertex after the other.
-void vertex_cache_order_t::list_uses() {
-    vertex_t *const vertices = vertices_.data();
-    for (const triangle_t &triangle : triangles_)
-        for (const uint32_t corner : triangle.corners)
-            ++vertices[corner].use_count;
-    uint32_t next = 0;
-    for (vertex_t &vertex : vertices_) {
-        vertex.first_use = next;
-        next += vertex.use_count;
-        vertex.use_count = 0;
-    }
-    uint32_t *const uses = uses_.data();
-    for (uint32_t t = 0; t < triangles_.size(); ++t)
-        for (const uint32_t corner : triangles_[t].corners)
-            uses[vertices[corner].first_use + vertices[corner].use_count++] = t;
-}
-
-float vertex_cache_order_t::score_of(uint32_t triangle) const {
-    const vertex_t *const vertices = vertices_.data();
-    const auto [a, b, c] = triangles_[triangle].corners;
-    return vertices[a].score + vertices[b].score + vertices[c].score;
+    if (!emitted_.resize(triangle_count) || !order_.reserve(triangle_count))
+        return false;
+    for (vertex_t &vertex : mesh_.vertices())
+        vertex.score = scores_.valence_score(vertex.use_count);
+    crowded_.clear();
+    if (grouping == grouping_t::crowded_vertices)
+        crowded_.prepare();
+    return !crowded_.has_failed();
 }
 
 uint32_t vertex_cache_order_t::first_triangle() const {
     uint32_t best = none;
     float best_score = -1;
-    for (uint32_t t = 0; t < triangles_.size(); ++t)
-        if (const float score = score_of(t); score > best_score) {
+    for (uint32_t t = 0; t < mesh_.triangles().size(); ++t)
+        if (const float score = mesh_.score_of(t); score > best_score) {
             best = t;
             best_score = score;
         }
@@ -120,78 +61,155 @@ uint32_t vertex_cache_order_t::first_triangle() const {
 void vertex_cache_order_t::emit(uint32_t triangle) {
     order_.push_back(triangle);
     emitted_[triangle] = 1;
-    for (const uint32_t corner : triangles_[triangle].corners) {
-        vertex_t &vertex = vertices_[corner];
-        remove_use(vertex, triangle);
-        vertex.valence_score = scores.of_valence(vertex.use_count);
+    bool beside_crowded = false;
+    for (const uint32_t corner : mesh_.triangles()[triangle].corners) {
+        vertex_t &vertex = mesh_.vertex(corner);
+        beside_crowded = beside_crowded || vertex.kind != vertex_kind_t::ordinary;
+        if (vertex.kind == vertex_kind_t::crowded)
+            continue;
+        const auto uses = mesh_.uses_of(vertex);
+        const auto use = std::find(uses.begin(), uses.end(), triangle);
+        mesh_.remove_use(vertex, static_cast<size_t>(use - uses.begin()));
     }
+    if (beside_crowded)
+        crowded_.remove(triangle);
 }
 
-// The last triangle takes the place of the removed one.
-void vertex_cache_order_t::remove_use(vertex_t &vertex, uint32_t triangle) {
-    const auto uses = uses_.items().subspan(vertex.first_use, vertex.use_count);
-    *std::find(uses.begin(), uses.end(), triangle) = uses.back();
-    --vertex.use_count;
-}
-
-// Brings the corners of the triangle to the front, the last one first, and scores the vertices by their new
-// positions.
-void vertex_cache_order_t::refresh_cache(const triangle_t &newest) {
+// The corners of the triangle take the first positions, the last one the very first; the vertices that were
+// before them move back.
+void vertex_cache_order_t::move_to_front(const triangle_t &newest) {
     const auto [a, b, c] = newest.corners;
-    uint32_t refreshed[overflowing_cache_size] = {c, b, a};
-    uint32_t count = 3;
-    for (uint32_t i = 0; i < cached_; ++i)
-        if (const uint32_t vertex = cache_[i]; vertex != a && vertex != b && vertex != c)
-            refreshed[count++] = vertex;
-    cached_ = count;
-    for (uint32_t i = 0; i < count; ++i) {
-        cache_[i] = refreshed[i];
-        vertex_t &vertex = vertices_[refreshed[i]];
-        vertex.score = scores.cache[i] + vertex.valence_score;
-    }
-}
-
-uint32_t vertex_cache_order_t::best_of_cache() const {
-    uint32_t best = none;
-    float best_score = -1;
+    const uint32_t behind_a = mesh_.vertex(a).position, behind_b = mesh_.vertex(b).position,
+                   behind_c = mesh_.vertex(c).position;
+    cached_t moved[vertex_scores_t::position_count];
+    uint32_t count = 0;
+    const auto add = [&](cached_t cached, vertex_t &vertex, uint32_t position) {
+        vertex.position = static_cast<uint8_t>(position);
+        vertex.score = scores_.cache_score(position) + scores_.valence_score(vertex.use_count);
+        moved[count] = cached;
+        count += vertex.use_count > 0;
+    };
+    const auto add_corner = [&](uint32_t corner, uint32_t position) {
+        vertex_t &vertex = mesh_.vertex(corner);
+        if (vertex.kind == vertex_kind_t::beside_crowded && !vertex.is_cached())
+            crowded_.vertex_entered_cache(corner);
+        add({corner, 0}, vertex, position);
+    };
+    add_corner(c, 0);
+    add_corner(b, 1);
+    add_corner(a, 2);
     for (uint32_t i = 0; i < cached_; ++i) {
-        const vertex_t &vertex = vertices_[cache_[i]];
-        for (const uint32_t triangle : uses_.items().subspan(vertex.first_use, vertex.use_count))
-            if (const float score = score_of(triangle); score > best_score) {
-                best = triangle;
-                best_score = score;
-            }
+        const uint32_t number = cache_[i].vertex;
+        if (number == a || number == b || number == c)
+            continue;
+        vertex_t &vertex = mesh_.vertex(number);
+        const uint32_t position = vertex.position;
+        add(cache_[i], vertex,
+            position + (position < behind_a) + (position < behind_b) + (position < behind_c));
     }
-    return best;
+    std::copy_n(moved, count, cache_);
+    cached_ = count;
 }
 
 // Lets the least recent vertices go until the cache has its size again.
 bool vertex_cache_order_t::evict() {
-    for (; cached_ > cache_size; --cached_) {
-        const uint32_t vertex = cache_[cached_ - 1];
-        if (remaining_.is_sorted() && vertices_[vertex].use_count > 0 && !evicted_.push_back(vertex))
+    for (; cached_ > 0; --cached_) {
+        const uint32_t number = cache_[cached_ - 1].vertex;
+        vertex_t &vertex = mesh_.vertex(number);
+        if (vertex.position < vertex_scores_t::cache_size)
+            break;
+        vertex.position = scored_mesh_t::uncached;
+        if (vertex.kind == vertex_kind_t::beside_crowded)
+            crowded_.vertex_left_cache(number);
+        if (remaining_.is_sorted() && !evicted_.push_back(number))
             return false;
     }
     return true;
 }
 
+// Only the vertices of the last two triangles have a greater score than a step ago, and they come first. The
+// triangles of any other vertex need not be looked at while the best of them, as it was when they last were,
+// does not exceed what has been found. A triangle whose score grew through another vertex is found there, and
+// that vertex stays in the cache for longer.
+vertex_cache_order_t::best_t vertex_cache_order_t::best_of_cache() {
+    constexpr uint32_t grown_count = 2 * vertex_scores_t::newest_count;
+    best_t best;
+    for (uint32_t i = 0; i < cached_; ++i) {
+        const vertex_t &vertex = mesh_.vertex(cache_[i].vertex);
+        if (vertex.kind == vertex_kind_t::crowded)
+            search_groups(cache_[i].vertex, best);
+        else if (vertex.position < grown_count || cache_[i].best_score > best.score ||
+                 vertex.kind == vertex_kind_t::beside_crowded)
+            search_uses(cache_[i], best);
+    }
+    return best;
+}
+
+void vertex_cache_order_t::search_uses(cached_t &cached, best_t &best) const {
+    const vertex_t &vertex = mesh_.vertex(cached.vertex);
+    const bool beside_crowded = vertex.kind == vertex_kind_t::beside_crowded;
+    cached.best_score = -1;
+    meeting_t meeting{vertex.position, 0};
+    for (const uint32_t triangle : mesh_.uses_of(vertex)) {
+        const float score = mesh_.score_of(triangle);
+        cached.best_score = std::max(cached.best_score, score);
+        if (score > best.score)
+            best = {triangle, score, beside_crowded ? first_meeting(triangle, meeting) : meeting};
+        else if (beside_crowded && score == best.score)
+            if (const meeting_t first = first_meeting(triangle, meeting); first < best.meeting)
+                best = {triangle, score, first};
+        ++meeting.place;
+    }
+}
+
+void vertex_cache_order_t::search_groups(uint32_t vertex, best_t &best) {
+    const auto found = crowded_.first_best(vertex);
+    if (found.score > best.score)
+        best = {found.triangle, found.score, {mesh_.vertex(vertex).position, found.order}};
+}
+
+// A triangle that was met at an ordinary vertex, but would have been at a crowded one before.
+vertex_cache_order_t::meeting_t vertex_cache_order_t::first_meeting(uint32_t triangle,
+                                                                    meeting_t known) const {
+    for (uint32_t k = 0; k < 3; ++k) {
+        const vertex_t &vertex = mesh_.vertex(mesh_.triangles()[triangle].corners[k]);
+        if (vertex.kind == vertex_kind_t::crowded && vertex.position < known.position)
+            known = {vertex.position, crowded_.place_of(triangle, k)};
+    }
+    return known;
+}
+
 // No cached vertex has a triangle left, so every score is what the valences give.
 bool vertex_cache_order_t::find_best_of_all(uint32_t &best) {
-    if (remaining_.is_sorted()) {
-        for (const uint32_t vertex : evicted_)
-            for (const uint32_t t :
-                 uses_.items().subspan(vertices_[vertex].first_use, vertices_[vertex].use_count))
-                if (!remaining_.update(t, score_of(t)))
-                    return false;
-        evicted_.clear();
-    } else {
-        for (uint32_t t = 0; t < triangles_.size(); ++t)
-            if (!emitted_[t] && !remaining_.add(t, score_of(t)))
+    if (!remaining_.is_sorted())
+        crowded_.list_numbers();
+    if (crowded_.has_failed() || !(remaining_.is_sorted() ? update_remaining() : list_remaining()))
+        return false;
+    for (uint32_t vertex = crowded_.take_changed(); vertex != none; vertex = crowded_.take_changed())
+        if (const auto found = crowded_.lowest_best(vertex); found.triangle != none)
+            if (!remaining_.update(found.triangle, found.score))
                 return false;
-        remaining_.sort();
-    }
     best = remaining_.take_best(
-        [this](uint32_t t, float score) { return !emitted_[t] && score_of(t) == score; });
+        [this](uint32_t t, float score) { return !emitted_[t] && mesh_.score_of(t) == score; });
+    return true;
+}
+
+bool vertex_cache_order_t::list_remaining() {
+    const auto triangles = mesh_.triangles();
+    for (uint32_t t = 0; t < triangles.size(); ++t)
+        if (!emitted_[t] && !crowded_.is_beside_crowded(triangles[t]) &&
+            !remaining_.add(t, mesh_.score_of(t)))
+            return false;
+    remaining_.sort();
+    return true;
+}
+
+bool vertex_cache_order_t::update_remaining() {
+    for (const uint32_t vertex : evicted_)
+        for (const uint32_t t : mesh_.uses_of(mesh_.vertex(vertex)))
+            if (!crowded_.is_beside_crowded(mesh_.triangles()[t]) && !remaining_.update(t, mesh_.score_of(t)))
+                return false;
+    evicted_.clear();
     return true;
 }
 

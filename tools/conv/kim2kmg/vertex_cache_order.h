@@ -3,23 +3,25 @@
 // Orders triangles for a cache of transformed vertices, after Tom Forsyth, "Linear-Speed Vertex Cache
 // Optimisation" (2006).
 //
-// A least-recently-used cache of 32 vertices is simulated. Each vertex has a score: high while it is fresh in
-// the cache, and high when few triangles that use it are left, so that no stragglers remain. Each step emits
-// the triangle of greatest score among those that use a cached vertex; when none is left, the best of all.
+// A least-recently-used cache of 32 vertices is simulated. Each vertex has a score (vertex_scores.h), each
+// triangle the sum of its corners' scores. Each step emits the triangle of greatest score among those that
+// use a cached vertex; when there is none, the best of all.
 //
 // Ties go to the first triangle in this order: cached vertices from the most recent one on, of each its
 // triangles; among all triangles, the order of the list. A vertex's triangles are in list order until one of
 // them is emitted, whose place the last one takes. Scores are single precision throughout, so every processor
 // gives the same order.
 
-#include "tools/conv/intermediate/kix_stream.h"
+#include "tools/conv/kim2kmg/crowded_vertices.h"
 #include "tools/conv/kim2kmg/remaining_triangles.h"
+#include "tools/conv/kim2kmg/scored_mesh.h"
+#include "tools/conv/kim2kmg/vertex_scores.h"
 
 namespace kestrel {
 
 class vertex_cache_order_t {
   public:
-    static constexpr uint32_t cache_size = 32;
+    explicit vertex_cache_order_t(const crowding_t &crowding = {}) : crowded_(mesh_, crowding) {}
 
     // Orders triangles whose three corners differ and are below `vertex_count`. The triangles must outlive
     // the call only. False when working memory cannot be had. Results last until the next call.
@@ -29,34 +31,53 @@ class vertex_cache_order_t {
     std::span<const uint32_t> order() const { return order_.items(); }
 
   private:
-    struct vertex_t {
-        uint32_t first_use; // in uses_
-        uint32_t use_count; // triangles not yet emitted
-        float score;
-        float valence_score;
-    };
     static constexpr uint32_t none = remaining_triangles_t::none;
-    static constexpr uint32_t overflowing_cache_size = cache_size + 3;
 
-    bool prepare(uint32_t vertex_count);
-    void list_uses();
-    float score_of(uint32_t triangle) const;
+    struct cached_t {
+        uint32_t vertex;
+        float best_score; // no triangle of this vertex has a greater one; see best_of_cache
+    };
+    // Where the search of the cache comes upon a triangle first.
+    struct meeting_t {
+        uint32_t position; // of the vertex in the cache
+        uint32_t place;    // among the uses of the vertex
+
+        auto operator<=>(const meeting_t &) const = default;
+    };
+    struct best_t {
+        uint32_t triangle = none;
+        float score = -1;
+        meeting_t meeting{};
+    };
+
+    enum class grouping_t { none, crowded_vertices };
+
+    bool order_triangles(std::span<const triangle_t> triangles, uint32_t vertex_count, grouping_t grouping);
+    bool prepare(grouping_t grouping);
     uint32_t first_triangle() const;
     void emit(uint32_t triangle);
-    void remove_use(vertex_t &vertex, uint32_t triangle);
-    void refresh_cache(const triangle_t &newest);
-    uint32_t best_of_cache() const;
+    void move_to_front(const triangle_t &newest);
     bool evict();
-    bool find_best_of_all(uint32_t &best);
 
-    std::span<const triangle_t> triangles_;
-    array_dyn_t<vertex_t> vertices_;
-    array_dyn_t<uint32_t> uses_; // triangles of each vertex, not yet emitted ones first
+    best_t best_of_cache();
+    void search_uses(cached_t &cached, best_t &best) const;
+    void search_groups(uint32_t vertex, best_t &best);
+    meeting_t first_meeting(uint32_t triangle, meeting_t known) const;
+
+    bool find_best_of_all(uint32_t &best);
+    bool list_remaining();
+    bool update_remaining();
+
+    const vertex_scores_t scores_;
+    scored_mesh_t mesh_;
+    crowded_vertices_t crowded_;
     array_dyn_t<uint32_t> order_;
     array_dyn_t<uint8_t> emitted_; // of each triangle
     remaining_triangles_t remaining_;
     array_dyn_t<uint32_t> evicted_; // vertices that left the cache since the last search of all triangles
-    uint32_t cache_[overflowing_cache_size]; // vertices, the most recent one first
+    // The cached vertices that have triangles left, the most recent one first. The others only take up
+    // positions.
+    cached_t cache_[vertex_scores_t::position_count];
     uint32_t cached_ = 0;
 };
 
