@@ -1,4 +1,4 @@
-#include "tools/conv/kim2kmg/remaining_triangles.h"
+#include "tools/conv/kim2kmg/vertex_cache/remaining_triangles.h"
 
 #include <algorithm>
 #include <bit>
