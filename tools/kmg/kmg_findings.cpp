@@ -1,6 +1,6 @@
 #include "tools/kmg/kmg_findings.h"
 
-#include "tools/kmg/kmg_text.h"
+#include "tools/kmg/concat.h"
 
 namespace kestrel {
 
@@ -67,7 +67,9 @@ std::string_view name_of(severity_t severity) {
 }
 
 std::string to_text(const kmg_place_t &place) {
-    std::string text = to_text(place.kind, place.index);
+    std::string text = name_of(place.kind);
+    if (place.kind >= kmg_record_kind_t::bone)
+        append(text, concat(" ", place.index));
     if (place.vertex)
         append(text, concat(", vertex ", *place.vertex));
     if (place.triangle)

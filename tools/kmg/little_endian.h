@@ -10,6 +10,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <limits>
 #include <span>
 
 namespace kestrel {
@@ -32,6 +33,10 @@ template <class T>
 void put(std::byte *to, const T &value) {
     const T ordered = reversed_on_big_endian(value);
     std::memcpy(to, &ordered, sizeof(T));
+}
+// What is not a number is written in one form; which of its many an operation gives depends on the compiler.
+inline void put(std::byte *to, float value) {
+    put(to, std::bit_cast<uint32_t>(value == value ? value : std::numeric_limits<float>::quiet_NaN()));
 }
 template <class T, size_t N>
 void put(std::byte *to, const std::array<T, N> &values) {
