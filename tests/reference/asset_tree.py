@@ -15,12 +15,18 @@ class AssetTree:
     def __init__(self, base: Path, root: bytes) -> None:
         self._base = bytes(base)
         self._sources = self._base + b"/" + root
+        self._root = root
         self._folders = {CACHE: {b""}, DEPENDENCIES: {b""}}
         self.outputs: dict[tuple[bytes, bytes], bytes] = {}
 
     def display_name(self, name: bytes) -> bytes:
         """How messages call a source file: the store's directory, its mount point (none), the name."""
         return b"<%s | >%s" % (self._sources, name)
+
+    def dependency_path(self, name: bytes) -> bytes:
+        """Where the system finds the dependency file of an output."""
+        folder = b"%s/rsrc/%s/%s" % (self._base, self._root, DEPENDENCIES)
+        return folder + (b"" if name.startswith(b"/") else b"/") + name
 
     def read(self, name: bytes) -> bytes | None:
         """The bytes of a source file; None when there is no such file."""

@@ -3,7 +3,7 @@
 import struct
 
 from .affine_decomposition import decompose
-from .ieee import f32
+from .ieee import f32, one_nan
 from .model import Bone, Model, Skeleton
 from .name_tokens import pack_name
 from .write_failed import WriteFailed
@@ -79,9 +79,7 @@ def _packed(number: int, bone: Bone, parent: int, local: list[float]) -> bytes:
     if token is None:
         token = pack_name(b"unnamed_%03d" % number)
     parts = decompose(local)
-    return struct.pack(
-        "<Q16f16f4f4f3f3ffB3x",
-        token,
+    numbers = [
         *bone.matrix,
         *bone.inverse,
         *_w_first(parts.stretch_rotation),
@@ -89,8 +87,8 @@ def _packed(number: int, bone: Bone, parent: int, local: list[float]) -> bytes:
         *parts.translation,
         *parts.stretch,
         parts.sign,
-        parent,
-    )
+    ]
+    return struct.pack("<Q47fB3x", token, *map(one_nan, numbers), parent)
 
 
 def _w_first(quaternion: tuple[float, float, float, float]) -> tuple[float, float, float, float]:

@@ -1,6 +1,6 @@
 """Bounding sphere and box, grown position by position in single precision."""
 
-from .ieee import divide, f32, square_root
+from .ieee import divide, f32, one_nan, square_root
 
 LARGEST = f32(3.4028235e38)
 
@@ -38,4 +38,5 @@ class Bounds:
 
     def fields(self) -> list[float]:
         """Sphere centre and radius, box minimum and maximum; a sphere of nothing is all zeros."""
-        return [*(self.centre or (0.0, 0.0, 0.0)), self.radius, *self.minimum, *self.maximum]
+        values = [*(self.centre or (0.0, 0.0, 0.0)), self.radius, *self.minimum, *self.maximum]
+        return [one_nan(value) for value in values]

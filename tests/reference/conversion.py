@@ -60,7 +60,10 @@ def _convert(tree: AssetTree, name: bytes, options: Options, console: Console) -
     if not tree.create(CACHE, output_name(name)):
         raise ConversionFailed(b"error opening output file %s" % output_name(name))
     tree.write(CACHE, output_name(name), geometry_file(model, skeleton, options.tangents, console))
-    tree.create(DEPENDENCIES, output_name(name))
+    if not tree.create(DEPENDENCIES, output_name(name)):
+        path = tree.dependency_path(output_name(name))
+        console.error(b"[fs] Failed to open file '%s' in the create_truncate mode." % path)
+        raise WriteFailed(b"%s: failed to write deps." % output_name(name))
     tree.write(DEPENDENCIES, output_name(name), dependency_text(sources))
 
 

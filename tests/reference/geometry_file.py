@@ -6,7 +6,7 @@ from .bones import MOST_BONES, bone_map, bone_records
 from .bounds import Bounds
 from .console import Console
 from .model import Model, Skeleton
-from .parts import check_lists, hookup_pool, locator_records, ordered_pieces, part_records
+from .parts import hookup_pool, locator_records, ordered_pieces, part_records
 from .pieces import PieceRecord, check_corners, check_piece, index_data, lay_out_piece, positions, vertex_data
 from .skinning import MOST_INFLUENCES, check_bones, select_skin, skin_piece
 from .write_failed import WriteFailed
@@ -18,7 +18,6 @@ HEADER_SIZE = 112
 def geometry_file(model: Model, skeleton: Skeleton | None, tangents: bool, console: Console) -> bytes:
     pool = hookup_pool(model)
     _check_limits(model)
-    check_lists(model)
     bones = bone_records(model, skeleton) if skeleton is not None else []
     locators = locator_records(model, pool)
     parts = part_records(model)

@@ -17,6 +17,11 @@ def f32(value: float) -> float:
     return _single[0]
 
 
+def one_nan(value: float) -> float:
+    """The number; what is none in its one form, since its sign depends on the processor."""
+    return math.nan if math.isnan(value) else value
+
+
 def divide(dividend: float, divisor: float) -> float:
     """The quotient in double precision, with the results Python refuses: x/0 is infinite, 0/0 is not a number."""
     if divisor != 0.0:
@@ -41,3 +46,9 @@ def truncated_int32(value: float) -> int:
     if not math.isfinite(value) or not -2147483649.0 < value < 2147483648.0:
         return -0x80000000
     return int(value)
+
+
+def printed(value: float) -> bytes:
+    """With six decimals, as the C library writes it: what is not a number shows its sign too."""
+    sign = b"-" if math.copysign(1.0, value) < 0.0 else b""
+    return sign + b"%f" % abs(value)

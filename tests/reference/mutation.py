@@ -4,6 +4,7 @@ import random
 import re
 
 _TOKEN = re.compile(rb'"[^"]*"|[A-Za-z_][A-Za-z0-9_]*|[^\s{}():"]+|[{}():]')
+_FIELD = re.compile(rb"[A-Za-z]\s*:\s*([0-9]+)(?![0-9.eE])")
 STRAY = (
     b"x",
     b'"',
@@ -48,7 +49,17 @@ STRAY = (
 
 
 def mutated(rng: random.Random, text: bytes) -> bytes:
-    return rng.choice((_token_edit, _token_edit, _token_edit, _truncated, _byte_edit))(rng, text)
+    return rng.choice((_token_edit, _token_edit, _count_edit, _count_edit, _truncated, _byte_edit))(rng, text)
+
+
+def _count_edit(rng: random.Random, text: bytes) -> bytes:
+    """A number behind a keyword changes by one, or to something else."""
+    found = list(_FIELD.finditer(text))
+    if not found:
+        return text
+    field = rng.choice(found)
+    number = rng.choice((_counted(rng, field[1]), _counted(rng, field[1]), b"0", b"4294967295", b"77", b"1.0"))
+    return text[: field.start(1)] + number + text[field.end(1) :]
 
 
 def _token_edit(rng: random.Random, text: bytes) -> bytes:

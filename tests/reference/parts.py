@@ -2,7 +2,7 @@
 
 import struct
 
-from .model import NOWHERE, Locator, Model, Piece
+from .model import NOWHERE, Locator, Model, Part, Piece
 from .name_tokens import pack_name
 from .write_failed import WriteFailed
 
@@ -20,32 +20,28 @@ def hookup_pool(model: Model) -> dict[bytes, int]:
     return pool
 
 
-def check_lists(model: Model) -> None:
-    """Parts may only list what there is, and not more locators than there are."""
-    for part in model.parts:
-        for kind, listed, count in (
-            (b"piece", part.pieces, len(model.pieces)),
-            (b"locator", part.locators, len(model.locators)),
-        ):
-            for entry in listed:
-                if entry >= count:
-                    raise WriteFailed(
-                        b"[kim2kmg] %s: part '%s' lists %s %d of %d"
-                        % (model.source_name, part.name, kind, entry, count)
-                    )
-    listed_locators = sum(len(part.locators) for part in model.parts)
-    if listed_locators > len(model.locators):
-        raise WriteFailed(
-            b"[kim2kmg] %s: parts list %d locators of %d"
-            % (model.source_name, listed_locators, len(model.locators))
-        )
-
-
 def locator_records(model: Model, pool: dict[bytes, int]) -> list[bytes]:
     """One record per locator that a part lists; records nobody fills stay zero."""
-    listed = [model.locators[number] for part in model.parts for number in part.locators]
-    records = [_packed_locator(model, locator, pool) for locator in listed]
-    return records + [bytes(LOCATOR_SIZE)] * (len(model.locators) - len(records))
+    records: list[bytes] = []
+    count = len(model.locators)
+    for part in model.parts:
+        for number in part.locators:
+            _check_entry(model, part, b"locator", number, count)
+            if len(records) == count:
+                raise WriteFailed(
+                    b"[kim2kmg] %s: the parts list more locators than the model has (%d)"
+                    % (model.source_name, count)
+                )
+            records.append(_packed_locator(model, model.locators[number], pool))
+    return records + [bytes(LOCATOR_SIZE)] * (count - len(records))
+
+
+def _check_entry(model: Model, part: Part, kind: bytes, number: int, count: int) -> None:
+    """A part may only list what there is."""
+    if number >= count:
+        raise WriteFailed(
+            b"[kim2kmg] %s: part '%s' lists %s %d of %d" % (model.source_name, part.name, kind, number, count)
+        )
 
 
 def _packed_locator(model: Model, locator: Locator, pool: dict[bytes, int]) -> bytes:
@@ -82,7 +78,11 @@ def part_records(model: Model) -> list[bytes]:
 
 def ordered_pieces(model: Model) -> list[Piece]:
     """The pieces part by part."""
-    pieces = [model.pieces[number] for part in model.parts for number in part.pieces]
+    pieces = []
+    for part in model.parts:
+        for number in part.pieces:
+            _check_entry(model, part, b"piece", number, len(model.pieces))
+            pieces.append(model.pieces[number])
     if len(pieces) != len(model.pieces):
         raise WriteFailed(
             b"[kim2kmg] %s: incomplete piece <-> part assignment! Re-export!" % model.source_name

@@ -83,8 +83,10 @@ class RandomModel:
         for tag, probability in ((b"_TANGENT", 0.4), (b"_FACTOR", 0.3), (b"_UV5", 0.05), (b"_UV1", 0.05)):
             if self.chance(probability):
                 layout.append(StreamPlan("FLOAT4" if tag[1:2] != b"U" else "FLOAT2", tag))
-        if self.chance(0.2):
-            layout.append(StreamPlan(rng.choice(list(ITEM_SIZES)), rng.choice((b"_EXTRA", b"_rgba", b"_UV0"))))
+        if self.chance(0.3):
+            layout.append(StreamPlan(rng.choice(list(ITEM_SIZES)), rng.choice((b"_EXTRA", b"_EXTRA", b"_rgba"))))
+        if self.chance(0.1):
+            layout.append(rng.choice(layout))
         if self.chance(0.5):
             rng.shuffle(layout)
         if self.chance(0.02):
@@ -103,7 +105,7 @@ class RandomModel:
         plans = []
         for number in range(count):
             index = number if self.chance(0.98) else rng.choice((0, 7, 0xFFFFFFFF))
-            vertices = rng.choice((3, 4, 5, 8, 12, 24, 40)) if self.chance(0.99) else 0
+            vertices = rng.choice((3, 4, 5, 8, 12, 24, 40)) if self.chance(0.997) else rng.randrange(3)
             plans.append(PiecePlan(index, vertices, rng.choice((1, 2, 3, 6, 12, 30)) if self.chance(0.97) else 0))
         return plans
 
@@ -154,8 +156,9 @@ class RandomModel:
             t.integer_field("VERTEXCOUNT", piece.vertex_count)
             t.integer_field("TRIANGLECOUNT", piece.triangle_count)
             t.integer_field("STREAMCOUNT", len(layout))
-            distinct = max(1, int(piece.vertex_count * self.rng.choice((0.4, 0.8, 2.0))))
-            contents = [self.rng.randrange(distinct) for _ in range(piece.vertex_count)]
+            distinct = max(3, int(piece.vertex_count * self.rng.choice((0.4, 0.8, 1.0))))
+            contents = [vertex % distinct for vertex in range(piece.vertex_count)]
+            self.rng.shuffle(contents)
             for plan in layout:
                 self._write_stream(plan, contents)
             self._write_triangles(piece)
@@ -196,12 +199,15 @@ class RandomModel:
         with t.paragraph("TRIANGLES"):
             for number in range(piece.triangle_count):
                 t.integer(number)
-                t.tuple([self._corner(piece) for _ in range(3)])
+                t.tuple(self._corners(piece))
 
-    def _corner(self, piece: PiecePlan) -> int:
-        if piece.vertex_count == 0 or self.chance(0.0003):
-            return self.rng.choice((piece.vertex_count, 65535, 0xFFFFFFFF))
-        return self.rng.randrange(piece.vertex_count)
+    def _corners(self, piece: PiecePlan) -> list[int]:
+        """Mostly three vertices of the piece."""
+        if piece.vertex_count < 3 or self.chance(0.0005):
+            return [self.rng.choice((0, piece.vertex_count, 65535, 0xFFFFFFFF)) for _ in range(3)]
+        if self.chance(0.1):
+            return [self.rng.randrange(piece.vertex_count) for _ in range(3)]
+        return self.rng.sample(range(piece.vertex_count), 3)
 
     def _write_parts(self) -> None:
         t = self.tokens

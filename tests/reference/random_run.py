@@ -14,7 +14,7 @@ SWITCHES = (
     b"-verbose",
     b"-trace",
 )
-FOLDERS = (b"/model/", b"model/", b"/", b"", b"/dir.old/", b"/a\\b/", b"//twice/")
+FOLDERS = 2 * (b"/model/", b"model/", b"/", b"", b"/dir.old/", b"//twice/", b"/a/b/") + (b"/a\\b/", b"a\\")
 SKELETON_FOLDERS = (b"", b"", b"", b"../skel/", b"sub\\")
 STRAY_ARGUMENTS = (b"-V", b"-root", b"x", b"+x", b"-Tangent", b"none.kim", b"a.KIM", b".kim", b"")
 
@@ -57,7 +57,7 @@ class RandomRun:
 
     def _add(self, path: bytes, text: bytes) -> None:
         """Files are made where the system finds them: with slashes, parents resolved."""
-        if self._rng.random() < 0.35:
+        if self._rng.random() < 0.2:
             text = mutated(self._rng, text)
         parts: list[str] = []
         for part in path.decode().replace("\\", "/").split("/"):
@@ -70,6 +70,9 @@ class RandomRun:
     def _spoil_arguments(self) -> None:
         rng = self._rng
         place = rng.randrange(len(self.arguments) + 1)
-        self.arguments.insert(place, rng.choice(STRAY_ARGUMENTS))
+        if rng.random() < 0.2:
+            self.arguments[place:place] = [b"-" + b"x" * rng.choice((1, 20, 300))] * rng.choice((6, 90, 130))
+        else:
+            self.arguments.insert(place, rng.choice(STRAY_ARGUMENTS))
         if rng.random() < 0.3:
             del self.arguments[rng.randrange(len(self.arguments))]

@@ -68,6 +68,8 @@ def _write_piece_skin(model: "RandomModel", number: int, piece: "PiecePlan", poo
         vertices.append(rng.choice(vertices))
     if model.chance(0.003):
         vertices[0] = len(vertices)
+    if model.chance(0.01):
+        vertices = [vertex for vertex in vertices if rng.random() < 0.7] or [0]
     groups = _grouped(model, vertices)
     weights = [rng.choice(pool) for _ in groups]
     with t.paragraph("PIECESKIN"):

@@ -10,7 +10,7 @@ from .write_failed import WriteFailed
 
 MOST_INFLUENCES = 4
 MOST_SOURCE_INFLUENCES = 16
-ONE_BYTE = f32(1.0 / 255.0)
+ONE_BYTE = 1.0 / 255.0
 FULL_WEIGHT = 255
 DECIMATED_BELOW = f32(0.85)
 

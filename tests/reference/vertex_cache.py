@@ -4,11 +4,12 @@ import struct
 from dataclasses import dataclass, field
 
 from .console import Console
-from .ieee import f32, square_root
+from .ieee import f32, printed, square_root
 from .model import NOWHERE, Model, Piece, PieceSkin, PieceSkinItem, Stream
 
 CACHE_SIZE = 32
 NEWEST_SCORE = 0.75
+POSITION_SIZE = 12
 DECAY_SCALE = f32(1.0 / 29.0)
 
 
@@ -71,7 +72,7 @@ def optimize_for_vertex_cache(model: Model, verbose: bool, console: Console) -> 
                 % (model.source_name, vertices - piece.vertex_count, vertices, piece.vertex_count, material)
             )
             for point in merged if verbose else []:
-                console.info(b"[kim2kmg] %s:    %f, %f, %f" % ((model.source_name,) + point))
+                console.info(b"[kim2kmg] %s:    %s" % (model.source_name, b", ".join(map(printed, point))))
         if piece.triangle_count < triangles:
             console.info(
                 b"[kim2kmg] %s: reduced number of triangles from %d to %d in piece %s"
@@ -87,10 +88,12 @@ def _material_names(model: Model, piece: Piece) -> tuple[bytes, bytes]:
 
 
 def _optimize_piece(piece: Piece, skin: PieceSkin | None) -> list[tuple[float, float, float]]:
-    """Rewrites the piece; gives the positions at which vertices were joined."""
+    """Rewrites the piece, unless it names vertices that it does not have; gives the positions of joined vertices."""
     if not piece.streams or piece.vertex_count == 0 or piece.triangle_count == 0:
         return []
     if any(corner >= piece.vertex_count for corners in piece.triangles for corner in corners):
+        return []
+    if skin is not None and len(skin.vertex_items) < piece.vertex_count:
         return []
     vertex_map, merged = _join_equal_vertices(piece, skin)
     remaining = _surviving_triangles(piece, vertex_map)
@@ -112,18 +115,24 @@ def _join_equal_vertices(
     distinct: list[Vertex] = []
     vertex_map: list[Vertex] = []
     merged: list[tuple[float, float, float]] = []
-    positions = piece.stream(b"_POSITION")
+    positions = _position_items(piece)
     for i in range(piece.vertex_count):
         twin = next((vertex for vertex in distinct if _equal(piece, skin, vertex.old_index, i)), None)
         if twin is None:
             twin = Vertex(i)
             distinct.append(twin)
         elif positions is not None:
-            point = struct.unpack("<3f", positions.items[i][:12].ljust(12, b"\0"))
+            point = struct.unpack("<3f", positions[i][:POSITION_SIZE])
             if point not in merged:
                 merged.append(point)
         vertex_map.append(twin)
     return vertex_map, merged
+
+
+def _position_items(piece: Piece) -> list[bytes] | None:
+    """The items whose first three numbers are positions; none when they are shorter."""
+    stream = piece.stream(b"_POSITION")
+    return stream.items if stream is not None and len(stream.items[0]) >= POSITION_SIZE else None
 
 
 def _equal(piece: Piece, skin: PieceSkin | None, a: int, b: int) -> bool:
@@ -133,7 +142,7 @@ def _equal(piece: Piece, skin: PieceSkin | None, a: int, b: int) -> bool:
 
 
 def _weights_of_vertex(skin: PieceSkin, vertex: int) -> list[tuple[int, float]] | None:
-    item = skin.vertex_items[vertex] if vertex < len(skin.vertex_items) else NOWHERE
+    item = skin.vertex_items[vertex]
     return skin.weights_of(skin.items[item]) if item < len(skin.items) else None
 
 
