@@ -44,9 +44,13 @@ std::vector<std::string> asset_tree_t::products() const {
 }
 
 program_run_t asset_tree_t::run(const std::vector<std::string> &arguments) const {
-    const fs::path output = base_ / "stdout.txt";
-    const fs::path errors = base_ / "stderr.txt";
-    const std::string program = (base_ / "bin/linux_x64/kim2kmg").string();
+    return run_program((base_ / "bin/linux_x64/kim2kmg").string(), arguments, base_);
+}
+
+program_run_t run_program(const std::string &program, const std::vector<std::string> &arguments,
+                          const fs::path &folder) {
+    const fs::path output = folder / "stdout.txt";
+    const fs::path errors = folder / "stderr.txt";
     std::vector<char *> argv{const_cast<char *>(program.c_str())};
     for (const std::string &argument : arguments)
         argv.push_back(const_cast<char *>(argument.c_str()));
@@ -56,7 +60,7 @@ program_run_t asset_tree_t::run(const std::vector<std::string> &arguments) const
     if (child == 0) {
         const int out = open(output.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
         const int err = open(errors.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-        if (chdir(base_.c_str()) != 0 || dup2(out, STDOUT_FILENO) < 0 || dup2(err, STDERR_FILENO) < 0)
+        if (chdir(folder.c_str()) != 0 || dup2(out, STDOUT_FILENO) < 0 || dup2(err, STDERR_FILENO) < 0)
             _exit(127);
         execv(program.c_str(), argv.data());
         _exit(127);

@@ -39,6 +39,10 @@ class asset_tree_t {
     std::filesystem::path base_;
 };
 
+// Runs a program in a folder, where it leaves what it printed in stdout.txt and stderr.txt.
+program_run_t run_program(const std::string &program, const std::vector<std::string> &arguments,
+                          const std::filesystem::path &folder);
+
 std::string read_whole_file(const std::filesystem::path &path);
 void write_whole_file(const std::filesystem::path &path, std::string_view content);
 

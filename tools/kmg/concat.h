@@ -13,8 +13,13 @@ namespace kestrel {
 inline void append(std::string &text, std::string_view part) {
     text += part;
 }
-template <class N>
-requires(std::integral<N> || std::floating_point<N>) void append(std::string &text, N number) {
+inline void append(std::string &text, char character) {
+    text += character;
+}
+template <class T>
+concept number_t = std::integral<T> || std::floating_point<T>;
+template <number_t N>
+void append(std::string &text, N number) {
     char digits[32];
     const auto end = std::to_chars(digits, digits + sizeof digits, number).ptr;
     text.append(digits, end);
@@ -28,6 +33,18 @@ inline void append(std::string &text, fixed_t number) {
     char digits[400]; // the largest double has 309 before the point
     const auto end =
         std::to_chars(digits, digits + sizeof digits, number.value, std::chars_format::fixed, number.digits)
+            .ptr;
+    text.append(digits, end);
+}
+// A real with a number of digits in all, for people.
+struct rounded_t {
+    double value;
+    int digits = 6;
+};
+inline void append(std::string &text, rounded_t number) {
+    char digits[64];
+    const auto end =
+        std::to_chars(digits, digits + sizeof digits, number.value, std::chars_format::general, number.digits)
             .ptr;
     text.append(digits, end);
 }

@@ -1,4 +1,5 @@
 #include "tools/kmg/affine.h"
+#include "tools/kmg/file_facts.h"
 #include "tools/kmg/kmg_checks.h"
 #include "tools/kmg/token_text.h"
 
@@ -15,66 +16,55 @@ constexpr double quaternion_tolerance = 1e-4;
 class pool_check_t {
   public:
     pool_check_t(const kmg_reader_t &file, kmg_findings_t &findings)
-        : pool_(file.string_pool()), offset_(file.header().string_pool_offset), findings_(findings) {
-        collect();
-    }
+        : pool_(file.string_pool()), offset_(file.header().string_pool_offset), findings_(findings),
+          strings_(strings_of(pool_)), used_(strings_.size()) {}
 
     // Marks the string as used; false when none begins there.
     bool use(uint32_t offset) {
-        const auto at = std::lower_bound(starts_.begin(), starts_.end(), offset);
-        if (at == starts_.end() || *at != offset)
+        const auto at =
+            std::lower_bound(strings_.begin(), strings_.end(), offset,
+                             [](const pool_string_t &string, uint32_t o) { return string.offset < o; });
+        if (at == strings_.end() || at->offset != offset)
             return false;
-        used_[static_cast<size_t>(at - starts_.begin())] = true;
+        used_[static_cast<size_t>(at - strings_.begin())] = true;
         return true;
     }
-    void report_unused() const {
-        for (size_t i = 0; i < starts_.size(); ++i)
+    void check_ends() const {
+        const size_t end = strings_.empty() ? 0 : strings_.back().offset + strings_.back().text.size() + 1;
+        if (end > pool_.size())
+            findings_.add(finding_code_t::pool_text, place(pool_.size()), "the last string has no end");
+        else if (pool_.find_first_not_of('\0', end) != std::string_view::npos)
+            findings_.add(finding_code_t::pool_text, place(end),
+                          "an empty string, or padding that is not zero");
+        else if (pool_.size() - end >= kmg_section_alignment)
+            findings_.add(finding_code_t::pool_text, place(end),
+                          concat(pool_.size() - end, " bytes of padding, at most 3 are needed"));
+    }
+    void check_unused() const {
+        for (size_t i = 0; i < strings_.size(); ++i)
             if (!used_[i])
-                findings_.add(finding_code_t::pool_unused, place(starts_[i]),
+                findings_.add(finding_code_t::pool_unused, place(strings_[i].offset),
                               "no locator refers to this string");
     }
-    void report_repeated() const {
-        std::vector<uint32_t> sorted = starts_;
-        std::sort(sorted.begin(), sorted.end(), [&](uint32_t a, uint32_t b) {
-            const int order = text(a).compare(text(b));
-            return order != 0 ? order < 0 : a < b;
+    void check_repeated() const {
+        std::vector<pool_string_t> sorted = strings_;
+        std::sort(sorted.begin(), sorted.end(), [](const pool_string_t &a, const pool_string_t &b) {
+            const int order = a.text.compare(b.text);
+            return order != 0 ? order < 0 : a.offset < b.offset;
         });
         for (size_t i = 1; i < sorted.size(); ++i)
-            if (text(sorted[i]) == text(sorted[i - 1]))
-                findings_.add(finding_code_t::pool_repeated, place(sorted[i]),
-                              concat("repeats the string at ", sorted[i - 1], " of the pool"));
+            if (sorted[i].text == sorted[i - 1].text)
+                findings_.add(finding_code_t::pool_repeated, place(sorted[i].offset),
+                              concat("repeats the string at ", sorted[i - 1].offset, " of the pool"));
     }
 
   private:
-    void collect() {
-        size_t next = 0;
-        while (next < pool_.size() && pool_[next] != '\0') {
-            const size_t end = pool_.find('\0', next);
-            starts_.push_back(static_cast<uint32_t>(next));
-            if (end == std::string_view::npos) {
-                findings_.add(finding_code_t::pool_text, place(next), "the last string has no end");
-                next = pool_.size();
-            } else
-                next = end + 1;
-        }
-        used_.resize(starts_.size());
-        if (pool_.find_first_not_of('\0', next) != std::string_view::npos)
-            findings_.add(finding_code_t::pool_text, place(next),
-                          "an empty string, or padding that is not zero");
-        else if (pool_.size() - next >= kmg_section_alignment)
-            findings_.add(finding_code_t::pool_text, place(next),
-                          concat(pool_.size() - next, " bytes of padding, at most 3 are needed"));
-    }
-    std::string_view text(uint32_t start) const {
-        const std::string_view rest = pool_.substr(start);
-        return rest.substr(0, rest.find('\0'));
-    }
     kmg_place_t place(size_t at) const { return {kmg_record_kind_t::pool, 0, offset_ + uint64_t{at}}; }
 
     std::string_view pool_;
     uint32_t offset_;
     kmg_findings_t &findings_;
-    std::vector<uint32_t> starts_;
+    std::vector<pool_string_t> strings_;
     std::vector<bool> used_;
 };
 
@@ -150,8 +140,9 @@ void check_parts_and_locators(const kmg_reader_t &file, kmg_findings_t &findings
         locator_names.add(locator.name, place);
     }
     locator_names.report(findings);
-    pool.report_repeated();
-    pool.report_unused();
+    pool.check_ends();
+    pool.check_repeated();
+    pool.check_unused();
 }
 
 } // namespace kestrel

@@ -1,5 +1,6 @@
 #include "tools/kmg/affine.h"
 #include "tools/kmg/kmg_checks.h"
+#include "tools/kmg/piece_facts.h"
 
 #include <algorithm>
 #include <limits>
@@ -12,7 +13,6 @@ constexpr float largest = std::numeric_limits<float>::max();
 // A sphere grows point by point in single precision, and is then compared with every point.
 constexpr double sphere_tolerance = 1e-4;
 constexpr double direction_tolerance = 1e-2;
-constexpr uint32_t no_channel = 0xF;
 
 // The box of all positions that are numbers.
 struct extent_t {
@@ -132,11 +132,11 @@ class piece_check_t {
 
 void piece_check_t::check_texture_map() {
     for (uint32_t slot = 0; slot < kmg_max_uv_channels; ++slot) {
-        const uint32_t channel = piece_.texture_coordinate_map >> (4 * slot) & 0xF;
-        if (channel != no_channel && channel >= piece_.uv_channel_count)
+        const auto channel = channel_of_slot(piece_, slot);
+        if (channel && *channel >= piece_.uv_channel_count)
             findings_.add(
                 finding_code_t::texture_map, place_of_field(place_, piece_, piece_.texture_coordinate_map),
-                concat("slot ", slot, " is fed by UV channel ", channel, " of ", piece_.uv_channel_count));
+                concat("slot ", slot, " is fed by UV channel ", *channel, " of ", piece_.uv_channel_count));
     }
 }
 
@@ -161,24 +161,26 @@ void piece_check_t::check_positions(bool bounds, extent_t &model) {
 
 void piece_check_t::check_directions() {
     const auto check_length = [&](const kmg_float3_t &direction, finding_code_t code, uint32_t stream,
-                                  size_t vertex) {
+                                  size_t vertex, const char *name) {
         const double l = length(direction);
         if (std::abs(l - 1) > direction_tolerance)
-            findings_.add(code, at_vertex(stream, vertex),
-                          [&] { return concat("has length ", static_cast<float>(l), ", expected 1"); });
+            findings_.add(code, at_vertex(stream, vertex), [&] {
+                return concat(name, " has length ", static_cast<float>(l), ", expected 1");
+            });
     };
     for (size_t i = 0; i < data_.normals.size(); ++i)
         if (const auto normal = data_.normals[i]; check_finite(normal, piece_.normal_offset, i, "normal"))
-            check_length(normal, finding_code_t::normal_length, piece_.normal_offset, i);
+            check_length(normal, finding_code_t::normal_length, piece_.normal_offset, i, "normal");
     for (size_t i = 0; i < data_.tangents.size(); ++i) {
         const kmg_float4_t tangent = data_.tangents[i];
         if (!check_finite(tangent, piece_.tangent_offset, i, "tangent"))
             continue;
         check_length({tangent[0], tangent[1], tangent[2]}, finding_code_t::tangent_length,
-                     piece_.tangent_offset, i);
+                     piece_.tangent_offset, i, "tangent");
         if (tangent[3] != 1 && tangent[3] != -1)
-            findings_.add(finding_code_t::tangent_sign, at_vertex(piece_.tangent_offset, i),
-                          [&] { return concat("fourth value is ", tangent[3], ", expected 1 or -1"); });
+            findings_.add(finding_code_t::tangent_sign, at_vertex(piece_.tangent_offset, i), [&] {
+                return concat("tangent's fourth value is ", tangent[3], ", expected 1 or -1");
+            });
     }
 }
 

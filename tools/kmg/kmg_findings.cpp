@@ -1,6 +1,6 @@
 #include "tools/kmg/kmg_findings.h"
 
-#include "tools/kmg/concat.h"
+#include "tools/kmg/kmg_text.h"
 
 namespace kestrel {
 
@@ -67,9 +67,7 @@ std::string_view name_of(severity_t severity) {
 }
 
 std::string to_text(const kmg_place_t &place) {
-    std::string text = name_of(place.kind);
-    if (place.kind >= kmg_record_kind_t::bone)
-        append(text, concat(" ", place.index));
+    std::string text = to_text(place.kind, place.index);
     if (place.vertex)
         append(text, concat(", vertex ", *place.vertex));
     if (place.triangle)

@@ -1,0 +1,94 @@
+// kmginfo and kmg2glb as their users run them.
+
+#include "tests/kmg/kmg_builder.h"
+#include "tests/support/asset_tree.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace kestrel {
+
+namespace {
+
+using ::testing::HasSubstr;
+using ::testing::StartsWith;
+
+class kmg_tools : public ::testing::Test {
+  protected:
+    kmg_tools() {
+        save("good.kmg", build(small_source()));
+        bytes_t bad = build(small_source());
+        save("bad.kmg", planted(bad, byte_of(bad, kmg_record_kind_t::piece, 1, "material") + 4, -1.0f));
+        save("broken.kmg", planted(bad, 72, 116u));
+    }
+    void save(const std::string &name, const bytes_t &bytes) {
+        write_whole_file(tree_.base() / name, {reinterpret_cast<const char *>(bytes.data()), bytes.size()});
+    }
+    program_run_t info(const std::vector<std::string> &arguments) const {
+        return run_program(KIM2KMG_KMGINFO, arguments, tree_.base());
+    }
+    program_run_t glb(const std::vector<std::string> &arguments) const {
+        return run_program(KIM2KMG_KMG2GLB, arguments, tree_.base());
+    }
+
+    asset_tree_t tree_;
+};
+
+} // namespace
+
+TEST_F(kmg_tools, exit_status_tells_good_from_bad_from_unreadable) {
+    EXPECT_EQ(info({"good.kmg"}).status, 0);
+    EXPECT_EQ(info({"--check", "good.kmg"}).status, 0);
+    EXPECT_EQ(info({"--check", "good.kmg", "bad.kmg"}).status, 1);
+    EXPECT_EQ(info({"--check", "broken.kmg"}).status, 1);
+    EXPECT_EQ(info({"--check", "bad.kmg", "none.kmg", "good.kmg"}).status, 2);
+    EXPECT_EQ(info({"broken.kmg"}).status, 2);
+    EXPECT_EQ(info({"bin"}).status, 2);
+    EXPECT_EQ(info({"--diff", "good.kmg", "good.kmg"}).status, 0);
+    EXPECT_EQ(info({"--diff", "good.kmg", "bad.kmg"}).status, 1);
+    EXPECT_EQ(info({"--diff", "good.kmg", "none.kmg"}).status, 2);
+}
+
+TEST_F(kmg_tools, wrong_command_lines_are_told_apart_from_findings) {
+    for (const std::vector<std::string> &arguments : std::vector<std::vector<std::string>>{
+             {},
+             {"--nonsense", "good.kmg"},
+             {"--diff", "good.kmg"},
+             {"--check", "--diff", "good.kmg", "good.kmg"},
+             {"--vertices", "x", "good.kmg"},
+             {"--vertices", "9", "good.kmg"},
+             {"--json", "--vertices", "0", "good.kmg"},
+         })
+        EXPECT_EQ(info(arguments).status, 2) << ::testing::PrintToString(arguments);
+    EXPECT_EQ(glb({}).status, 2);
+}
+
+TEST_F(kmg_tools, output_goes_to_the_right_stream_and_has_no_colour_in_a_file) {
+    const program_run_t good = info({"good.kmg"});
+    EXPECT_THAT(good.output, StartsWith("good.kmg\n"));
+    EXPECT_EQ(good.output.find('\x1b'), std::string::npos);
+    EXPECT_EQ(good.errors, "");
+    const program_run_t many = info({"--check", "good.kmg", "none.kmg", "bad.kmg"});
+    EXPECT_THAT(many.output, HasSubstr("bad.kmg: error: piece 1"));
+    EXPECT_THAT(many.errors, HasSubstr("none.kmg"));
+    EXPECT_THAT(info({"broken.kmg"}).errors,
+                HasSubstr("header: bones_offset at byte 72 is 116, expected 112"));
+    EXPECT_THAT(info({"--help"}).output, HasSubstr("Examples:"));
+    EXPECT_THAT(info({"--json", "none.kmg"}).output, HasSubstr("\"failure\": \"cannot be read\""));
+    EXPECT_THAT(info({"--indices", "1", "good.kmg"}).output, "triangle,a,b,c\n0,0,1,2\n");
+}
+
+TEST_F(kmg_tools, glb_is_written_whole_or_not_at_all) {
+    EXPECT_EQ(glb({"good.kmg"}).status, 0);
+    EXPECT_THAT(read_whole_file(tree_.base() / "good.glb"), StartsWith("glTF"));
+    EXPECT_EQ(glb({"good.kmg", "out/other.glb"}).status, 0);
+    EXPECT_THAT(read_whole_file(tree_.base() / "out/other.glb"), StartsWith("glTF"));
+    const program_run_t bad = glb({"bad.kmg"});
+    EXPECT_EQ(bad.status, 1);
+    EXPECT_THAT(bad.errors, HasSubstr("bad.kmg: piece 1"));
+    EXPECT_FALSE(std::filesystem::exists(tree_.base() / "bad.glb"));
+    EXPECT_EQ(glb({"none.kmg"}).status, 2);
+    EXPECT_EQ(glb({"good.kmg", "bin"}).status, 2);
+}
+
+} // namespace kestrel

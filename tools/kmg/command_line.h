@@ -1,0 +1,44 @@
+#pragma once
+
+// What the command lines of the inspectors have in common: help with examples, a version, exit statuses.
+
+#include <CLI/CLI.hpp>
+#include <optional>
+
+namespace kestrel {
+
+enum status_t : int {
+    status_good = 0,
+    status_found = 1,      // what was asked for went well and found something wrong
+    status_unreadable = 2, // a file could not be read or written, or the command line was wrong
+};
+
+// Options without the list of those they cannot stand with.
+class plain_help_t final : public CLI::Formatter {
+  public:
+    std::string make_option_opts(const CLI::Option *option) const override {
+        const std::string &type = option->get_type_name();
+        return option->get_positional() || type.empty() || option->get_expected() == 0 ? "" : " " + type;
+    }
+};
+
+class command_line_t : public CLI::App {
+  public:
+    command_line_t(const std::string &name, const std::string &description, const std::string &examples)
+        : CLI::App(description, name) {
+        footer(examples);
+        formatter(std::make_shared<plain_help_t>());
+        set_version_flag("--version", name + " " KIM2KMG_VERSION);
+    }
+    // The exit status when there is nothing to do but to leave with it.
+    std::optional<int> parse(int argument_count, char **arguments) {
+        try {
+            CLI::App::parse(argument_count, arguments);
+            return std::nullopt;
+        } catch (const CLI::ParseError &error) {
+            return exit(error) == 0 ? status_good : status_unreadable;
+        }
+    }
+};
+
+} // namespace kestrel

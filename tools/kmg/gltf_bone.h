@@ -1,0 +1,27 @@
+#pragma once
+
+// A bone's local transform as glTF nodes, which are translation, then rotation, then scale.
+
+#include "tools/kmg/kmg_format.h"
+
+#include <optional>
+
+namespace kestrel {
+
+struct gltf_transform_t {
+    std::array<double, 3> translation{};
+    std::array<double, 4> rotation{0, 0, 0, 1}; // x, y, z, w
+    std::array<double, 3> scale{1, 1, 1};
+};
+
+struct gltf_bone_t {
+    gltf_transform_t node;
+    std::optional<gltf_transform_t> inner; // below it, where the stretch has axes of its own
+};
+
+gltf_bone_t gltf_bone(const kmg_bone_data_t &bone);
+
+// w, x, y, z in the file.
+std::array<double, 4> gltf_rotation(const kmg_float4_t &quaternion);
+
+} // namespace kestrel
