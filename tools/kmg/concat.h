@@ -54,6 +54,8 @@ struct hex_t {
     N value;
 };
 template <class N>
+hex_t(N) -> hex_t<N>; // clang 14 does not find this by itself
+template <class N>
 void append(std::string &text, hex_t<N> number) {
     text += "0x";
     for (size_t shift = 8 * sizeof(N); shift > 0;)
