@@ -42,6 +42,19 @@ std::string fake_platform_t::content(const std::string &path) const {
     return *files_.at(path);
 }
 
+std::map<std::string, std::string> fake_platform_t::files() const {
+    const std::scoped_lock guard(mutex_);
+    std::map<std::string, std::string> all;
+    for (const auto &[path, content] : files_)
+        all[path] = *content;
+    return all;
+}
+
+size_t fake_platform_t::open_file_count() const {
+    const std::scoped_lock guard(mutex_);
+    return open_files_.size();
+}
+
 std::vector<std::string> fake_platform_t::take_calls() {
     const std::scoped_lock guard(mutex_);
     return std::exchange(calls_, {});

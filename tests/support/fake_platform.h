@@ -30,6 +30,9 @@ class fake_platform_t : public fs_platform_t {
     bool has_file(const std::string &path) const;
     bool has_directory(const std::string &path) const;
     std::string content(const std::string &path) const;
+    // Every file with its content.
+    std::map<std::string, std::string> files() const;
+    size_t open_file_count() const;
 
     // What has been asked since the last time.
     std::vector<std::string> take_calls();
