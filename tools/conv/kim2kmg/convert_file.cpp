@@ -2,6 +2,7 @@
 
 #include "kcore/collections/city_hash.h"
 #include "kcore/dependencies/dependency_file.h"
+#include "kcore/dependencies/withdrawn_record.h"
 #include "kcore/kutils/ufs/fs_copy.h"
 #include "kcore/kutils/ufs/mem_file.h"
 #include "kcore/messages/messages.h"
@@ -130,11 +131,17 @@ void conversion_t::run_passes() {
 }
 
 bool conversion_t::write_output() {
+    // Until the new one stands, no record vouches for the output.
+    withdrawn_record_t old_record(device_, output_name_.view());
+    if (!old_record.withdraw())
+        return false;
     auto output = open_in(device_.cache_store(), output_name_.view(), fs_open_mode_t::create_truncate);
     if (!output) {
         msg_error("error opening output file %s", output_name_.c_str());
+        old_record.put_back();
         return false;
     }
+    old_record.drop();
     if (fill_output(*output))
         return true;
     output.reset();
@@ -143,8 +150,6 @@ bool conversion_t::write_output() {
 }
 
 bool conversion_t::fill_output(file_t &output) {
-    // From here until the new one stands, no record vouches for the output.
-    device_.dependency_store().remove_file(output_name_.view());
     mem_file_t geometry;
     if (!kmg_write(*model_, skeleton_, options_.tangent, geometry) || !fs_copy(&output, &geometry))
         return false;
