@@ -21,6 +21,10 @@ target_compile_options(kim2kmg_options INTERFACE
 if(KIM2KMG_WERROR)
   target_compile_options(kim2kmg_options INTERFACE -Werror)
 endif()
+if(CMAKE_INTERPROCEDURAL_OPTIMIZATION AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+  # A false alarm about empty strings, whose storage is never freed.
+  target_link_options(kim2kmg_options INTERFACE -Wno-free-nonheap-object)
+endif()
 # Source paths in messages are relative to the tree, so that two checkouts build the same program.
 target_compile_options(kim2kmg_options INTERFACE -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=)
 

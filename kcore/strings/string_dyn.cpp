@@ -31,7 +31,8 @@ uint32_t string_dyn_t::reserve(uint64_t wanted) {
 }
 
 void string_dyn_t::release_storage() {
-    std::free(capacity_ != 0 ? data_ : nullptr);
+    if (capacity_ != 0)
+        std::free(data_);
     point_to_empty();
 }
 
