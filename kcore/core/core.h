@@ -1,6 +1,7 @@
 #pragma once
 
-// Start and stop of the core library: locale, messages with the console handler, file system.
+// Start and stop of the core library: standard streams, locale, messages with the console handler, unit
+// classes, file system.
 
 namespace kestrel {
 
