@@ -56,8 +56,13 @@ std::unique_ptr<sysfs_file_t> sysfs_device_t::open_plain(std::string_view path, 
     if (handle == fs_handle_t::invalid)
         return nullptr;
     std::unique_ptr<sysfs_file_t> file(new (std::nothrow) sysfs_file_t(path, *this, handle));
-    if (!file) {
-        platform_.close(handle);
+    if (!file || file->name().view() != path) { // memory is short, perhaps of the name alone
+        if (!file)
+            platform_.close(handle);
+        file.reset();
+        // An empty file that nobody asked to see.
+        if (mode == fs_open_mode_t::create || mode == fs_open_mode_t::create_truncate)
+            platform_.delete_file(location.c_str());
         return nullptr;
     }
     file->set_path_kind(fs_path_kind_t::sysfs);
