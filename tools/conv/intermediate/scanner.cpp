@@ -66,7 +66,7 @@ token_kind_t scanner_t::next() {
             continue;
         case pattern_t::none:
         case pattern_t::other:
-            msg_error("%s:%d: unknown token : '%s'", file_name_, line(), string_dyn_t(token_text_).c_str());
+            report_unknown_token();
             continue;
         case pattern_t::integer:
             integer_ = decode_integer(token_text_);
@@ -88,6 +88,16 @@ token_kind_t scanner_t::next() {
         }
     }
     return end_of_input();
+}
+
+// A file of another kind has millions of such bytes, and nobody reads as many lines.
+void scanner_t::report_unknown_token() {
+    if (reported_unknown_ > most_reported_unknown)
+        return;
+    if (++reported_unknown_ > most_reported_unknown)
+        msg_error("%s:%d: too many unknown tokens, further ones are not reported", file_name_, line());
+    else
+        msg_error("%s:%d: unknown token : '%s'", file_name_, line(), string_dyn_t(token_text_).c_str());
 }
 
 void scanner_t::skip_comment() {

@@ -19,6 +19,9 @@ class scanner_t {
     // Room for the text of a string, its NUL included.
     static constexpr size_t string_capacity = 256;
 
+    // Bytes that begin no token are reported one by one up to this many, then once more for all that follow.
+    static constexpr uint32_t most_reported_unknown = 65536;
+
     // `file_name` names the file in messages.
     scanner_t(std::string_view text, const char *file_name);
 
@@ -48,6 +51,7 @@ class scanner_t {
     token_kind_t long_string();
     token_kind_t bit_pattern(bool memory_order);
     void skip_comment();
+    void report_unknown_token();
 
     const char *position_;
     const char *end_;
@@ -58,6 +62,7 @@ class scanner_t {
     int32_t counted_line_ = 1;
     int32_t uncounted_line_feeds_ = 0; // in strings, between counted_to_ and position_
 
+    uint32_t reported_unknown_ = 0;
     std::string_view token_text_;
     uint32_t integer_ = 0;
     float real_ = 0;

@@ -133,9 +133,9 @@ void conversion_t::run_passes() {
 bool conversion_t::write_output() {
     // Until the new one stands, no record vouches for the output.
     withdrawn_record_t old_record(device_, output_name_.view());
-    if (!old_record.withdraw())
-        return false;
-    auto output = open_in(device_.cache_store(), output_name_.view(), fs_open_mode_t::create_truncate);
+    std::unique_ptr<file_t> output;
+    if (old_record.withdraw())
+        output = open_in(device_.cache_store(), output_name_.view(), fs_open_mode_t::create_truncate);
     if (!output) {
         msg_error("error opening output file %s", output_name_.c_str());
         old_record.put_back();

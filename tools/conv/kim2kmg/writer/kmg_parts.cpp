@@ -3,6 +3,7 @@
 #include "kcore/strings/token.h"
 
 #include <algorithm>
+#include <numeric>
 
 namespace kestrel {
 
@@ -69,6 +70,25 @@ bool build_parts(kmg_writer_t &writer) {
     return true;
 }
 
+// Listing one large piece again and again would make a small file ask for gigabytes.
+static bool check_repetition(const kmg_writer_t &writer) {
+    constexpr uint64_t most_repetition = 8;
+    constexpr uint64_t always_allowed = 65536;
+    const auto size_of = [](uint64_t sum, const kix_piece_t *piece) {
+        return sum + piece->vertex_count + piece->triangle_count;
+    };
+    const auto &pieces = writer.model.pieces;
+    const uint64_t held = std::accumulate(pieces.begin(), pieces.end(), uint64_t{0}, size_of);
+    const uint64_t listed =
+        std::accumulate(writer.piece_order.begin(), writer.piece_order.end(), uint64_t{0}, size_of);
+    if (listed <= std::max(held * most_repetition, always_allowed))
+        return true;
+    msg_error(
+        "[kim2kmg] %s: the parts list pieces so often that the geometry would be %I64u times the model's",
+        writer.source_name(), listed / std::max(held, uint64_t{1}));
+    return false;
+}
+
 bool build_piece_order(kmg_writer_t &writer) {
     const auto &pieces = writer.model.pieces;
     if (!writer.piece_order.reserve(pieces.size()))
@@ -89,7 +109,7 @@ bool build_piece_order(kmg_writer_t &writer) {
         msg_error("[kim2kmg] %s: incomplete piece <-> part assignment! Re-export!", writer.source_name());
         return false;
     }
-    return true;
+    return check_repetition(writer);
 }
 
 } // namespace kestrel

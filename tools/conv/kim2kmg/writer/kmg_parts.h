@@ -11,7 +11,8 @@ namespace kestrel {
 // zeros at the end.
 bool build_locators(kmg_writer_t &writer);
 bool build_parts(kmg_writer_t &writer);
-// The lists must hold as many entries as the model has pieces; a piece listed twice is written twice.
+// The lists must hold as many entries as the model has pieces; a piece listed twice is written twice. More
+// than eight times the model's vertices and triangles are refused, unless that is few of them all the same.
 bool build_piece_order(kmg_writer_t &writer);
 
 } // namespace kestrel

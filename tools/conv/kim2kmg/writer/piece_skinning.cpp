@@ -10,6 +10,8 @@
 namespace kestrel {
 
 static constexpr uint32_t suspicious_weight_count = 16;
+// They are repeated for every piece, which a large model could make into terabytes.
+static constexpr uint32_t most_heavy_item_lines = 65536;
 
 bool skin_binding_t::out_of_memory() const {
     msg_error("[kim2kmg] %s: memory exhausted", model_->source_name.c_str());
@@ -63,15 +65,31 @@ bool skin_binding_t::check_weights() {
     return true;
 }
 
-void skin_binding_t::warn_of_heavy_items() const {
+// False once there have been too many of these lines; the last one says so.
+bool skin_binding_t::may_warn_of_heavy_items() {
+    if (heavy_item_lines_ > most_heavy_item_lines)
+        return false;
+    if (++heavy_item_lines_ <= most_heavy_item_lines)
+        return true;
+    msg_warning("[kim2kmg] %s: too many warnings about skin items, further ones are left out",
+                model_->source_name.c_str());
+    return false;
+}
+
+void skin_binding_t::warn_of_heavy_items() {
     const char *const name = model_->source_name.c_str();
     for (const uint32_t number : heavy_items_) {
+        if (!may_warn_of_heavy_items())
+            return;
         const kim_skinitem_t &item = skin_->items()[number];
         msg_warning("[kim2kmg] %s: number of source influences exceeeds a threshold of %u at skin item #%u - "
                     "source data probably incorrect (source has %Iu)",
                     name, suspicious_weight_count, number, size_t{item.weights_added});
-        for (const skin_clone_t &clone : skin_->clones_of(item))
+        for (const skin_clone_t &clone : skin_->clones_of(item)) {
+            if (!may_warn_of_heavy_items())
+                return;
             msg_warning("[kim2kmg] %s: - affecting piece %u, vertex %u", name, clone.piece, clone.vertex);
+        }
     }
 }
 

@@ -37,7 +37,8 @@ class skin_binding_t {
     bool out_of_memory() const;
     bool build_bone_map(const kis_t &skeleton);
     bool check_weights();
-    void warn_of_heavy_items() const;
+    void warn_of_heavy_items();
+    bool may_warn_of_heavy_items();
     bool find_items(const kix_piece_t &piece, std::span<const uint32_t> &items) const;
     bool collect_sets(const kix_piece_t &piece, std::span<const uint32_t> items, piece_info_t &info);
     bool order_vertices(piece_info_t &info);
@@ -60,6 +61,7 @@ class skin_binding_t {
     kim_skin_stream_t made_skin_;
     array_dyn_t<uint64_t> bone_map_; // from the model's bones to the skeleton's
     clone_table_t clones_;
+    uint32_t heavy_item_lines_ = 0;
     array_dyn_t<uint32_t> heavy_items_;
     array_dyn_t<item_influences_t> item_influences_;
     // Scratch of one piece.
