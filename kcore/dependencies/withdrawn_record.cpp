@@ -15,7 +15,7 @@ bool withdrawn_record_t::withdraw() {
     if (renamed_.assign(path_) && renamed_.append("~") && store_.move_file(path_, renamed_.view(), true))
         return true;
     renamed_.clear();
-    if (store_.remove_file(path_))
+    if (store_.remove_file(path_) || !store_.is_file(path_)) // another process may have been faster
         return true;
     msg_error("%s: failed to remove the old deps.", string_dyn_t(path_).c_str());
     return false;
