@@ -2,15 +2,11 @@
 
 #include "kcore/messages/fatal.h"
 #include "kcore/messages/messages.h"
-
-#include <bit>
-#include <cmath>
+#include "tools/conv/kim2kmg/triangle_area.h"
 
 namespace kestrel {
 
 namespace {
-
-constexpr float tolerance = std::bit_cast<float>(0x3727C5ACu); // 1e-5
 
 bool spreads_its_corners(const kix_material_t *material) {
     if (!material)
@@ -19,29 +15,11 @@ bool spreads_its_corners(const kix_material_t *material) {
     return effect.starts_with("rvk2.leaves.") || effect.starts_with("rvk2.dif.billb.");
 }
 
-float distance(const float3_t &from, const float3_t &to) {
-    const float x = to.x - from.x;
-    const float y = to.y - from.y;
-    const float z = to.z - from.z;
-    return std::sqrt(x * x + y * y + z * z);
-}
-
-// Half the circumference exceeds every side of a proper triangle. A comparison with NaN does not hold, so a
-// triangle with a NaN coordinate is no proper one.
-bool is_proper(const float3_t &a, const float3_t &b, const float3_t &c) {
-    const float ab = distance(a, b);
-    const float bc = distance(b, c);
-    const float ca = distance(c, a);
-    const float half = ((bc + ab) + ca) * 0.5f;
-    return std::fabs(half - ab) >= tolerance && std::fabs(half - bc) >= tolerance &&
-           std::fabs(half - ca) >= tolerance;
-}
-
 bool is_degenerated(const triangle_t &triangle, std::span<const float3_t> positions) {
     const auto [a, b, c] = triangle.corners;
     if (a >= positions.size() || b >= positions.size() || c >= positions.size())
         return false;
-    return !is_proper(positions[a], positions[b], positions[c]);
+    return !has_area(positions[a], positions[b], positions[c]);
 }
 
 [[noreturn]] void fail(int line, const char *text) {
