@@ -12,7 +12,9 @@ namespace kestrel {
 
 class late_heap_t {
   public:
-    // `valid_count` is the number of entries that count. False when memory cannot be had.
+    void clear() { entries_.clear(); }
+
+    // `valid_count` is the number of entries that count, at most. False when memory cannot be had.
     template <class is_valid_t>
     bool push(uint64_t entry, size_t valid_count, is_valid_t is_valid) {
         if (entries_.size() > 2 * valid_count + 64)
@@ -23,14 +25,14 @@ class late_heap_t {
         return true;
     }
 
-    // The lowest entry that counts; there must be one.
+    // The lowest entry that counts, `none` when there is none.
     template <class is_valid_t>
-    uint64_t top(is_valid_t is_valid) {
-        while (!is_valid(entries_[0])) {
+    uint64_t top(is_valid_t is_valid, uint64_t none = UINT64_MAX) {
+        while (!entries_.empty() && !is_valid(entries_[0])) {
             std::pop_heap(entries_.begin(), entries_.end(), std::greater());
             entries_.pop_back();
         }
-        return entries_[0];
+        return entries_.empty() ? none : entries_[0];
     }
 
   private:

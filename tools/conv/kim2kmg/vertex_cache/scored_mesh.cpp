@@ -5,7 +5,8 @@ namespace kestrel {
 bool scored_mesh_t::build(std::span<const triangle_t> triangles, uint32_t vertex_count) {
     triangles_ = triangles;
     vertices_.clear();
-    if (!vertices_.resize(vertex_count, {0, 0, 0, uncached, vertex_kind_t::ordinary}) ||
+    if (triangles.size() > UINT32_MAX / 3 ||
+        !vertices_.resize(vertex_count, {0, 0, 0, uncached, vertex_kind_t::ordinary}) ||
         !uses_.resize(3 * triangles.size()))
         return false;
     for (const triangle_t &triangle : triangles)

@@ -187,11 +187,14 @@ bool vertex_cache_order_t::find_best_of_all(uint32_t &best) {
         return false;
     for (uint32_t vertex = crowded_.take_changed(); vertex != none; vertex = crowded_.take_changed())
         if (const auto found = crowded_.lowest_best(vertex); found.triangle != none)
-            if (!remaining_.update(found.triangle, found.score))
+            if (!update_remaining(found.triangle))
                 return false;
-    best = remaining_.take_best(
-        [this](uint32_t t, float score) { return !emitted_[t] && mesh_.score_of(t) == score; });
+    best = remaining_.best([this](uint32_t t, float score) { return is_current(t, score); });
     return true;
+}
+
+bool vertex_cache_order_t::is_current(uint32_t triangle, float score) const {
+    return !emitted_[triangle] && mesh_.score_of(triangle) == score;
 }
 
 bool vertex_cache_order_t::list_remaining() {
@@ -207,10 +210,15 @@ bool vertex_cache_order_t::list_remaining() {
 bool vertex_cache_order_t::update_remaining() {
     for (const uint32_t vertex : evicted_)
         for (const uint32_t t : mesh_.uses_of(mesh_.vertex(vertex)))
-            if (!crowded_.is_beside_crowded(mesh_.triangles()[t]) && !remaining_.update(t, mesh_.score_of(t)))
+            if (!crowded_.is_beside_crowded(mesh_.triangles()[t]) && !update_remaining(t))
                 return false;
     evicted_.clear();
     return true;
+}
+
+bool vertex_cache_order_t::update_remaining(uint32_t triangle) {
+    return remaining_.update(triangle, mesh_.score_of(triangle), mesh_.triangles().size() - order_.size(),
+                             [this](uint32_t t, float score) { return is_current(t, score); });
 }
 
 } // namespace kestrel

@@ -67,6 +67,8 @@ class vertex_cache_order_t {
     bool find_best_of_all(uint32_t &best);
     bool list_remaining();
     bool update_remaining();
+    bool update_remaining(uint32_t triangle);
+    bool is_current(uint32_t triangle, float score) const;
 
     const vertex_scores_t scores_;
     scored_mesh_t mesh_;
