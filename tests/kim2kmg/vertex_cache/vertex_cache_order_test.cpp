@@ -37,8 +37,8 @@ TEST(vertex_cache_order, does_not_depend_on_grouping) {
         const auto triangles = random.one_in(2) ? random.triangles() : random.crowded_triangles();
         const std::vector<uint32_t> expected = ordered_t(triangles, never).order;
         // The larger the groups must be, the earlier they are given up.
-        for (const uint32_t group_size : {0, 1, 2, 3, 4, 5, 6, 8})
-            for (const uint32_t use_count : {2, 5, 10})
+        for (const uint32_t group_size : {0u, 1u, 2u, 3u, 4u, 5u, 6u, 8u})
+            for (const uint32_t use_count : {2u, 5u, 10u})
                 ASSERT_EQ(ordered_t(triangles, {use_count, group_size}).order, expected)
                     << "seed " << seed << ", crowded from " << use_count << ", groups of " << group_size;
     }

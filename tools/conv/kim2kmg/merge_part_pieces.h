@@ -8,8 +8,9 @@
 // positions. A model with a skin of its own is left alone, since that names vertices by piece.
 //
 // Pieces that no part names are joined among each other and removed like the others; one that stays keeps its
-// index as written. Entries of a part's list beyond the list or the pieces are left as they are. Working
-// memory that cannot be had is fatal.
+// index as written. A piece with a triangle that names a vertex beyond it is not joined, for the writer to
+// reject. Entries of a part's list beyond the list or the pieces are left as they are. Working memory that
+// cannot be had is fatal.
 
 #include "tools/conv/intermediate/kim_model.h"
 
