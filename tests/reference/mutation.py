@@ -4,11 +4,13 @@ import random
 import re
 
 _TOKEN = re.compile(rb'"[^"]*"|[A-Za-z_][A-Za-z0-9_]*|[^\s{}():"]+|[{}():]')
-_FIELD = re.compile(rb"[A-Za-z]\s*:\s*([0-9]+)(?![0-9.eE])")
+_FIELD = re.compile(rb"([A-Za-z]+)\s*:\s*([0-9]+)(?![0-9.eE])")
 STRAY = (
     b"x",
     b'"',
     b'"""',
+    b'"""a""b\n"""',
+    b'"""" """"',
     b'"text"',
     b'""',
     b"{",
@@ -29,6 +31,15 @@ STRAY = (
     b"1.0",
     b"-.5e-3f",
     b"1e400",
+    b"-1e400",
+    b"1e-400",
+    b"0e99999999999999999999",
+    b"-0.0e-99999999999999999999",
+    b"000000000000000000000001.5",
+    b"0.000000000000000000000000000000000000000000001401298464324817070923729583289916131280261941876515771757057",
+    b"340282356779733661637539395458142568447.9",
+    b"340282356779733661637539395458142568448.0",
+    b"16777217.0000000000000000000000000000000000000000000000001",
     b"1.5.5",
     b"-",
     b"&7f800000",
@@ -53,13 +64,14 @@ def mutated(rng: random.Random, text: bytes) -> bytes:
 
 
 def _count_edit(rng: random.Random, text: bytes) -> bytes:
-    """A number behind a keyword changes by one, or to something else."""
+    """The number behind some keyword changes by one, or to something else."""
     found = list(_FIELD.finditer(text))
     if not found:
         return text
-    field = rng.choice(found)
-    number = rng.choice((_counted(rng, field[1]), _counted(rng, field[1]), b"0", b"4294967295", b"77", b"1.0"))
-    return text[: field.start(1)] + number + text[field.end(1) :]
+    keyword = rng.choice(sorted({field[1].upper() for field in found}))
+    field = rng.choice([field for field in found if field[1].upper() == keyword])
+    number = rng.choice((_counted(rng, field[2]), _counted(rng, field[2]), b"0", b"4294967295", b"77", b"1.0"))
+    return text[: field.start(2)] + number + text[field.end(2) :]
 
 
 def _token_edit(rng: random.Random, text: bytes) -> bytes:

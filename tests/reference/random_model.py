@@ -5,6 +5,7 @@ from dataclasses import dataclass, field
 
 from . import random_values
 from .model import ITEM_SIZES
+from .random_mesh import random_triangles
 from .random_skin import piece_skin_tokens, skin_tokens
 from .token_list import TokenList
 
@@ -69,6 +70,8 @@ class RandomModel:
 
     def _bone_names(self) -> list[bytes]:
         count = self.rng.randrange(1, 9)
+        if self.chance(0.02):
+            count = self.rng.choice((40, 200, 254, 255, 256))
         stems = (b"root", b"Hips.L", b"spine", b"a_very_long_bone_name", b"hand_")
         names = [self.rng.choice(stems) + b"%d" % number for number in range(count)]
         if self.chance(0.02):
@@ -106,7 +109,10 @@ class RandomModel:
         for number in range(count):
             index = number if self.chance(0.98) else rng.choice((0, 7, 0xFFFFFFFF))
             vertices = rng.choice((3, 4, 5, 8, 12, 24, 40)) if self.chance(0.997) else rng.randrange(3)
-            plans.append(PiecePlan(index, vertices, rng.choice((1, 2, 3, 6, 12, 30)) if self.chance(0.97) else 0))
+            triangles = rng.choice((1, 2, 3, 6, 12, 30)) if self.chance(0.97) else 0
+            if self.chance(0.03):
+                vertices, triangles = rng.randrange(20, 150), rng.randrange(80, 250)
+            plans.append(PiecePlan(index, vertices, triangles))
         return plans
 
     def _write(self, skeleton_name: bytes) -> None:
@@ -197,17 +203,10 @@ class RandomModel:
     def _write_triangles(self, piece: PiecePlan) -> None:
         t = self.tokens
         with t.paragraph("TRIANGLES"):
-            for number in range(piece.triangle_count):
+            triangles = random_triangles(self.rng, piece.vertex_count, piece.triangle_count)
+            for number, corners in enumerate(triangles):
                 t.integer(number)
-                t.tuple(self._corners(piece))
-
-    def _corners(self, piece: PiecePlan) -> list[int]:
-        """Mostly three vertices of the piece."""
-        if piece.vertex_count < 3 or self.chance(0.0005):
-            return [self.rng.choice((0, piece.vertex_count, 65535, 0xFFFFFFFF)) for _ in range(3)]
-        if self.chance(0.1):
-            return [self.rng.randrange(piece.vertex_count) for _ in range(3)]
-        return self.rng.sample(range(piece.vertex_count), 3)
+                t.tuple(corners)
 
     def _write_parts(self) -> None:
         t = self.tokens
@@ -268,6 +267,8 @@ def skeleton_tokens(rng: random.Random, bone_names: list[bytes]) -> TokenList:
         rng.shuffle(names)
     if rng.random() < 0.01:
         names.append(b"extra")
+    if rng.random() < 0.01:
+        names[rng.randrange(len(names))] = b"renamed"
     with t.paragraph("GLOBAL"):
         t.integer_field("BONECOUNT", len(names))
     with t.paragraph("BONES"):

@@ -14,7 +14,9 @@ SWITCHES = (
     b"-verbose",
     b"-trace",
 )
-FOLDERS = 2 * (b"/model/", b"model/", b"/", b"", b"/dir.old/", b"//twice/", b"/a/b/") + (b"/a\\b/", b"a\\")
+LONG_FOLDERS = (b"/a_folder_with_a_long_name_that/" + b"m" * 20 + b"/", b"/" + b"d" * 60 + b"/" + b"e" * 30 + b"/")
+COMMON_FOLDERS = (b"/model/", b"model/", b"/", b"", b"/dir.old/", b"//twice/", b"/a/b/")
+FOLDERS = 2 * COMMON_FOLDERS + (b"/a\\b/", b"a\\") + LONG_FOLDERS
 SKELETON_FOLDERS = (b"", b"", b"", b"../skel/", b"sub\\")
 STRAY_ARGUMENTS = (b"-V", b"-root", b"x", b"+x", b"-Tangent", b"none.kim", b"a.KIM", b".kim", b"")
 
