@@ -20,6 +20,9 @@ install_packages() {
     "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -q -y --no-install-recommends "${missing[@]}" >&2
 }
 
+# install_npm: whoever has a node of their own keeps it.
+install_npm() { command -v npm >/dev/null || install_packages nodejs npm; }
+
 build_packages=(g++ cmake ninja-build)
 inspector_packages=(libcli11-dev nlohmann-json3-dev libtinygltf-dev)
 test_packages=(libgtest-dev libgmock-dev python3)
