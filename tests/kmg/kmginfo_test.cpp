@@ -2,9 +2,14 @@
 
 #include "tests/kmg/kmg_builder.h"
 #include "tests/support/asset_tree.h"
+#include "tools/kmg/kmg_findings.h"
 
+#include <algorithm>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <map>
+#include <regex>
+#include <sstream>
 
 namespace kestrel {
 
@@ -89,6 +94,45 @@ TEST_F(kmg_tools, glb_is_written_whole_or_not_at_all) {
     EXPECT_FALSE(std::filesystem::exists(tree_.base() / "bad.glb"));
     EXPECT_EQ(glb({"none.kmg"}).status, 2);
     EXPECT_EQ(glb({"good.kmg", "bin"}).status, 2);
+}
+
+TEST_F(kmg_tools, every_option_is_in_the_manual_and_completed) {
+    const auto docs = std::filesystem::path(KIM2KMG_DOCS);
+    for (const char *program : {KIM2KMG_KMGINFO, KIM2KMG_KMG2GLB}) {
+        const std::string help = run_program(program, {"--help"}, tree_.base()).output;
+        std::string manual =
+            read_whole_file(docs / "man" / (std::filesystem::path(program).filename().string() + ".1"));
+        manual.erase(std::remove(manual.begin(), manual.end(), '\\'), manual.end());
+        const std::string completion = read_whole_file(docs / "completion/kmginfo");
+        const std::regex option("^ +(?:-h,)?(--[a-z]+)");
+        std::istringstream lines(help.substr(0, help.find("Examples:")));
+        int options = 0;
+        for (std::string line; std::getline(lines, line);)
+            if (std::smatch match; std::regex_search(line, match, option)) {
+                ++options;
+                EXPECT_THAT(manual, HasSubstr(match[1].str()));
+                EXPECT_THAT(completion, HasSubstr(match[1].str()));
+            }
+        EXPECT_GE(options, 2) << help;
+    }
+}
+
+TEST_F(kmg_tools, every_code_is_documented_with_its_severity) {
+    std::istringstream lines(read_whole_file(std::filesystem::path(KIM2KMG_DOCS) / "inspect.md"));
+    std::map<std::string, std::string> documented;
+    for (std::string line; std::getline(lines, line);)
+        if (std::smatch row;
+            std::regex_search(line, row, std::regex(R"(^\| (`.*`) \| (error|warning|note) \|)"))) {
+            const std::string codes = row[1];
+            const std::regex code("`([a-z_]+)`");
+            for (std::sregex_iterator each(codes.begin(), codes.end(), code), end; each != end; ++each)
+                documented[(*each)[1]] = row[2];
+        }
+    EXPECT_EQ(documented.size(), finding_code_count);
+    for (size_t i = 0; i < finding_code_count; ++i) {
+        const finding_kind_t &kind = kind_of(static_cast<finding_code_t>(i));
+        EXPECT_EQ(documented[std::string(kind.name)], name_of(kind.severity)) << kind.name;
+    }
 }
 
 } // namespace kestrel
