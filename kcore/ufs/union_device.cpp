@@ -66,10 +66,16 @@ bool union_device_t::stat(std::string_view path, fs_stat_t &out) {
 
 // The order by name; for one name the device that comes first is kept.
 static void join_by_name(fs_listing_t &listing) {
-    const auto name_of = [](const fs_listing_entry_t &entry) { return entry.name.view(); };
-    std::ranges::stable_sort(listing.items(), {}, name_of);
-    const auto repeated = std::ranges::unique(listing.items(), {}, name_of);
-    listing.shrink(listing.size() - repeated.size());
+    const std::span<fs_listing_entry_t> entries = listing.items();
+    std::stable_sort(entries.begin(), entries.end(),
+                     [](const fs_listing_entry_t &a, const fs_listing_entry_t &b) {
+                         return a.name.view() < b.name.view();
+                     });
+    const auto end = std::unique(entries.begin(), entries.end(),
+                                 [](const fs_listing_entry_t &a, const fs_listing_entry_t &b) {
+                                     return a.name.view() == b.name.view();
+                                 });
+    listing.shrink(static_cast<size_t>(end - entries.begin()));
 }
 
 std::optional<fs_listing_t> union_device_t::list(std::string_view path) {
