@@ -20,6 +20,7 @@ void fuzz_dependency_text(fuzz_input_t input);
 void fuzz_conversion(fuzz_input_t input);
 // The bytes choose a model that is right in most of its counts, and the options.
 void fuzz_generated_conversion(fuzz_input_t input);
+void fuzz_geometry_file(fuzz_input_t input);
 
 struct fuzz_target_t {
     const char *name; // of its corpus folder, too
@@ -32,6 +33,7 @@ inline constexpr fuzz_target_t fuzz_targets[] = {
     {"dependency_text", fuzz_dependency_text},
     {"conversion", fuzz_conversion},
     {"generated_conversion", fuzz_generated_conversion},
+    {"geometry_file", fuzz_geometry_file},
 };
 
 } // namespace kestrel

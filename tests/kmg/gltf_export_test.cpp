@@ -155,6 +155,15 @@ TEST(gltf_export, locators_are_nodes_below_their_parts) {
     EXPECT_FALSE(foot.contains("mesh"));
 }
 
+TEST(gltf_export, texts_become_utf8) {
+    kmg_source_t source = small_source();
+    source.pool = std::string("\xC3\xA4\xFF\xC3\0", 5);
+    const bytes_t bytes = build(source);
+    const glb_file_t glb(export_glb(kmg_reader_t::open(bytes).value(), "\x80"));
+    EXPECT_EQ(glb.json.at("scenes").at(0).at("name"), "\uFFFD");
+    EXPECT_EQ(glb.json.at("nodes").at(1).at("extras").at("hookup"), "\u00E4\uFFFD\uFFFD");
+}
+
 TEST(gltf_export, an_empty_model_is_a_valid_file_without_buffer) {
     const bytes_t bytes = build(empty_source());
     const glb_file_t glb(export_glb(kmg_reader_t::open(bytes).value(), "empty"));

@@ -40,7 +40,7 @@ class gltf_exporter_t {
         model_.asset.version = "2.0";
         model_.asset.generator = "kmg2glb";
         model_.scenes.resize(1);
-        model_.scenes[0].name = name;
+        model_.scenes[0].name = valid_utf8(name);
         model_.defaultScene = 0;
     }
 
@@ -165,7 +165,7 @@ void gltf_exporter_t::add_locator(uint32_t index, int part_node) {
     transform.rotation = gltf_rotation(locator.rotation);
     add_node_below(part_node, node_name(locator.name, kmg_record_kind_t::locator, index), transform);
     if (const auto hookup = file_.hookup_of(locator))
-        model_.nodes.back().extras = gltf::Value({{"hookup", gltf::Value(std::string(*hookup))}});
+        model_.nodes.back().extras = gltf::Value({{"hookup", gltf::Value(valid_utf8(*hookup))}});
 }
 
 void gltf_exporter_t::add_primitive(uint32_t index, gltf::Mesh &mesh) {

@@ -71,7 +71,7 @@ json_t sections_to_json(const kmg_header_t &header) {
 json_t vertex_cache_to_json(const kmg_piece_t &piece, const kmg_piece_data_t &data) {
     json_t caches = json_t::array();
     for (const auto kind : {vertex_cache_kind_t::fifo, vertex_cache_kind_t::lru})
-        for (const size_t entries : {16, 32}) {
+        for (const size_t entries : vertex_cache_sizes) {
             const auto statistics = measure_vertex_cache(data.indices, piece.vertex_count, kind, entries);
             caches.push_back({{"kind", kind == vertex_cache_kind_t::fifo ? "fifo" : "lru"},
                               {"entries", entries},

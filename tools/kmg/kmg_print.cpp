@@ -177,7 +177,7 @@ void file_printer_t::print_pieces() {
                                      concat(piece.index_count / 3),
                                      concat(piece.vertex_stride),
                                      range ? concat(range->first, "-", range->last) : "-"};
-        for (const size_t entries : {16, 32}) {
+        for (const size_t entries : vertex_cache_sizes) {
             const auto statistics =
                 measure_vertex_cache(data.indices, piece.vertex_count, vertex_cache_kind_t::fifo, entries);
             row.push_back(concat(fixed_t{statistics.acmr(), 3}));

@@ -1,5 +1,7 @@
 #include "tools/kmg/kmg_text.h"
 
+#include "kcore/strings/utf.h"
+
 #include <algorithm>
 #include <cmath>
 
@@ -33,6 +35,17 @@ std::string quoted(std::string_view text) {
             append(result, concat("\\x", "0123456789ABCDEF"[byte >> 4], "0123456789ABCDEF"[byte & 0xF]));
     }
     return result + "'";
+}
+
+std::string valid_utf8(std::string_view text) {
+    std::string result;
+    while (!text.empty()) {
+        const auto point = decode_utf8(text);
+        const size_t length = point ? point->length : 1;
+        result += point ? text.substr(0, length) : "\uFFFD";
+        text.remove_prefix(length);
+    }
+    return result;
 }
 
 } // namespace kestrel

@@ -34,4 +34,7 @@ std::string short_text(std::span<const float> values);
 // terminal.
 std::string quoted(std::string_view text);
 
+// The text with U+FFFD for every byte that is not UTF-8.
+std::string valid_utf8(std::string_view text);
+
 } // namespace kestrel

@@ -14,6 +14,9 @@
 
 namespace kestrel {
 
+// The numbers of entries that are reported.
+inline constexpr size_t vertex_cache_sizes[] = {16, 32};
+
 enum class vertex_cache_kind_t : uint8_t { fifo, lru };
 
 class vertex_cache_t {
