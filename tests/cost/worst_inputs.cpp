@@ -208,10 +208,8 @@ worst_input_t joined_pieces(size_t bytes) {
     const size_t count = bytes / 260;
     std::string text;
     for (size_t i = 0; i < count; ++i)
-        text += piece(i, 1, 1, drawn_streams(1));
-    return {opening({.vertices = count, .triangles = count, .pieces = count}) + material + text +
-                plain_part(count),
-            ""};
+        text += piece(i, 1, 0, drawn_streams(1));
+    return {opening({.vertices = count, .pieces = count}) + material + text + plain_part(count), ""};
 }
 
 // So large that only thirteen fit into one.
@@ -250,12 +248,25 @@ worst_input_t repeated_piece(size_t bytes) {
 }
 
 worst_input_t float_streams(size_t bytes) {
-    const size_t vertices = bytes / 60;
-    return one_piece(vertices, vertices, drawn_streams(vertices), "(0 1 2)");
+    const size_t vertices = bytes / 65;
+    auto streams = drawn_streams(vertices);
+    streams[0] = "Stream{Format:FLOAT3 Tag:\"_POSITION\"";
+    for (size_t i = 0; i < vertices; ++i)
+        streams[0] += number(i) + "(" + number(i) + ". " + number(i % 2) + ". 0.)";
+    streams[0] += "}";
+    return one_piece(vertices, vertices / 3, streams, "(0 1 2)");
 }
 
+// Three vertices, each as often as there is room.
 worst_input_t equal_vertices(size_t bytes) {
-    return one_piece(bytes / 45, bytes / 45, drawn_streams(bytes / 45), "(0 0 1)");
+    const size_t vertices = bytes / 45;
+    const char *const corners[] = {"(0. 0. 0.)", "(1. 0. 0.)", "(0. 1. 0.)"};
+    auto streams = drawn_streams(vertices);
+    streams[0] = "Stream{Format:FLOAT3 Tag:\"_POSITION\"";
+    for (size_t i = 0; i < vertices; ++i)
+        streams[0] += number(i) + corners[i % 3];
+    streams[0] += "}";
+    return one_piece(vertices, vertices, streams, "(0 1 2)");
 }
 
 // Distinct positions that the rotating hash of four bits a byte sends to few places.
