@@ -1,5 +1,7 @@
 #include "tools/conv/intermediate/number_text.h"
 
+#include "tools/conv/intermediate/text_words.h"
+
 #include <algorithm>
 #include <charconv>
 #include <limits>
@@ -12,9 +14,6 @@ bool is_digit(char c) {
     return c >= '0' && c <= '9';
 }
 
-// Powers of ten that a double holds exactly.
-constexpr double exact_powers[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,  1e10, 1e11,
-                                   1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
 constexpr uint64_t integers_that_doubles_hold = uint64_t{1} << 53;
 
 // The power of ten of a number's first digit that is not zero, far out when there is none.
@@ -48,31 +47,6 @@ float round_to_float(double value) {
         return -std::numeric_limits<float>::infinity();
     return static_cast<float>(value);
 }
-
-// How many of eight characters, the first in the lowest byte, are digits before the first that is not.
-unsigned leading_digits(uint64_t bytes) {
-    constexpr uint64_t ones = 0x0101010101010101;
-    const uint64_t shifted = bytes ^ 0x30 * ones; // digits become 0 to 9
-    const uint64_t not_digits = ((shifted + (0x80 - 10) * ones) | shifted) & 0x80 * ones;
-    return not_digits ? static_cast<unsigned>(std::countr_zero(not_digits)) / 8 : 8;
-}
-
-// Eight digits as a number, pairs first, then fours, then all.
-uint64_t eight_digits(uint64_t bytes) {
-    bytes = (bytes & 0x0F0F0F0F0F0F0F0F) * 2561 >> 8;
-    bytes = (bytes & 0x00FF00FF00FF00FF) * 6553601 >> 16;
-    return (bytes & 0x0000FFFF0000FFFF) * 42949672960001 >> 32;
-}
-
-uint64_t load_bytes(const char *text) {
-    uint64_t bytes;
-    std::memcpy(&bytes, text, sizeof bytes);
-    if constexpr (std::endian::native == std::endian::big)
-        bytes = __builtin_bswap64(bytes);
-    return bytes;
-}
-
-constexpr uint64_t small_powers[] = {1, 10, 100, 1000, 10000, 100000, 1000000, 10000000, 100000000};
 
 } // namespace
 
@@ -121,10 +95,9 @@ const char *scan_plain_decimal(const char *text, float &value) {
         return nullptr;
     const char *const point = p++;
     for (unsigned count = 8; count == 8;) {
-        const uint64_t bytes = load_bytes(p);
-        count = leading_digits(bytes);
-        // The missing digits become leading zeros.
-        mantissa = mantissa * small_powers[count] + (count ? eight_digits(bytes << (64 - 8 * count)) : 0);
+        const uint64_t bytes = load_word(p);
+        count = first_marked(marks_of_non_digits(bytes));
+        mantissa = mantissa * powers_of_ten[count] + (count ? digits_value(bytes, count) : 0);
         p += count;
     }
     const size_t fraction = static_cast<size_t>(p - point) - 1;
@@ -135,7 +108,7 @@ const char *scan_plain_decimal(const char *text, float &value) {
     // With both operands exact, one division rounds once: the result is the nearest double.
     if (digit_count <= 19 && mantissa <= integers_that_doubles_hold && fraction <= 22 && !exponent_or_suffix)
         [[likely]] {
-        const double magnitude = static_cast<double>(mantissa) / exact_powers[fraction];
+        const double magnitude = static_cast<double>(mantissa) / exact_powers_of_ten[fraction];
         value = round_to_float(negative ? -magnitude : magnitude);
         return p;
     }

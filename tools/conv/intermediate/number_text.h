@@ -22,6 +22,12 @@ uint32_t decode_integer(std::string_view text);
 // there is something else. Reads up to eight bytes beyond the end of the number.
 const char *scan_plain_decimal(const char *text, float &value);
 
+// As doubles, which hold these exactly.
+inline constexpr double exact_powers_of_ten[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
+                                                 1e8,  1e9,  1e10, 1e11, 1e12, 1e13, 1e14, 1e15,
+                                                 1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
+inline constexpr uint64_t powers_of_ten[] = {1, 10, 100, 1000, 10000, 100000, 1000000, 10000000, 100000000};
+
 inline constexpr uint32_t infinite_exponent = 0x7F800000; // all exponent bits set: infinity or NaN
 
 // Eight hexadecimal digits as the number they write, eight at a time; none when one is not a digit.
