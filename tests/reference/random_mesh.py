@@ -8,7 +8,7 @@ Corners = list[int]
 def random_triangles(rng: random.Random, vertex_count: int, count: int) -> list[Corners]:
     if vertex_count < 3:
         return [_unsound(rng, vertex_count) for _ in range(count)]
-    shape = rng.choice((_scattered, _scattered, _grid, _fan, _hubs, _repeated))
+    shape = rng.choice((*CONNECTED, _islands))
     triangles = shape(rng, vertex_count, count)
     if rng.random() < 0.2:
         rng.shuffle(triangles)
@@ -51,6 +51,19 @@ def _fan(rng: random.Random, vertex_count: int, count: int) -> list[Corners]:
     return triangles
 
 
+def _crossed_fan(rng: random.Random, vertex_count: int, count: int) -> list[Corners]:
+    """Around one vertex too, but the rim is gone along in several widths, so that its vertices are met again late."""
+    hub = rng.randrange(vertex_count)
+    rim = [vertex for vertex in range(vertex_count) if vertex != hub]
+    widths = [width % (len(rim) - 1) + 1 if len(rim) > 2 else 1 for width in (0, 6, 12, 29)]
+    triangles = []
+    for number in range(count):
+        place = number % len(rim)
+        width = widths[number // len(rim) % len(widths)]
+        triangles.append([hub, rim[place], rim[(place + width) % len(rim)]])
+    return triangles
+
+
 def _hubs(rng: random.Random, vertex_count: int, count: int) -> list[Corners]:
     """A few vertices have a part in nearly every triangle."""
     hubs = rng.sample(range(vertex_count), min(vertex_count, rng.randrange(1, 5)))
@@ -69,3 +82,21 @@ def _repeated(rng: random.Random, vertex_count: int, count: int) -> list[Corners
     """The same few triangles again and again."""
     few = _scattered(rng, vertex_count, rng.randrange(1, 4))
     return [rng.choice(few)[:] for _ in range(count)]
+
+
+def _islands(rng: random.Random, vertex_count: int, count: int) -> list[Corners]:
+    """Meshes that share no vertex, one after the other or all at once."""
+    triangles: list[Corners] = []
+    first = 0
+    while len(triangles) < count:
+        size = rng.randrange(3, max(4, vertex_count // 2))
+        first = first if first + size <= vertex_count else 0
+        island = rng.choice(CONNECTED)(rng, min(size, vertex_count), rng.randrange(1, count + 1))
+        triangles += [[first + corner for corner in corners] for corners in island]
+        first += size
+    if rng.random() < 0.3:
+        rng.shuffle(triangles)
+    return triangles[:count]
+
+
+CONNECTED = (_scattered, _grid, _fan, _crossed_fan, _hubs, _repeated)

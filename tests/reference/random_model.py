@@ -71,7 +71,7 @@ class RandomModel:
     def _bone_names(self) -> list[bytes]:
         count = self.rng.randrange(1, 9)
         if self.chance(0.02):
-            count = self.rng.choice((40, 200, 254, 255, 256))
+            count = self.rng.choice((40, 200, 255, 256))
         stems = (b"root", b"Hips.L", b"spine", b"a_very_long_bone_name", b"hand_")
         names = [self.rng.choice(stems) + b"%d" % number for number in range(count)]
         if self.chance(0.02):
@@ -111,7 +111,7 @@ class RandomModel:
             vertices = rng.choice((3, 4, 5, 8, 12, 24, 40)) if self.chance(0.997) else rng.randrange(3)
             triangles = rng.choice((1, 2, 3, 6, 12, 30)) if self.chance(0.97) else 0
             if self.chance(0.03):
-                vertices, triangles = rng.randrange(20, 150), rng.randrange(80, 250)
+                vertices, triangles = rng.randrange(20, 150), rng.randrange(80, 400)
             plans.append(PiecePlan(index, vertices, triangles))
         return plans
 
@@ -265,7 +265,7 @@ def skeleton_tokens(rng: random.Random, bone_names: list[bytes]) -> TokenList:
     names = bone_names[:]
     if rng.random() < 0.3:
         rng.shuffle(names)
-    if rng.random() < 0.01:
+    if rng.random() < (0.3 if len(names) == 255 else 0.01):
         names.append(b"extra")
     if rng.random() < 0.01:
         names[rng.randrange(len(names))] = b"renamed"

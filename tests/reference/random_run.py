@@ -17,7 +17,7 @@ SWITCHES = (
 LONG_FOLDERS = (b"/a_folder_with_a_long_name_that/" + b"m" * 20 + b"/", b"/" + b"d" * 60 + b"/" + b"e" * 30 + b"/")
 COMMON_FOLDERS = (b"/model/", b"model/", b"/", b"", b"/dir.old/", b"//twice/", b"/a/b/")
 FOLDERS = 2 * COMMON_FOLDERS + (b"/a\\b/", b"a\\") + LONG_FOLDERS
-SKELETON_FOLDERS = (b"", b"", b"", b"../skel/", b"sub\\")
+SKELETON_FOLDERS = (b"", b"", b"", b"../skel/", b"sub\\", b"x..y/", b"../%s/" % ROOT.encode())
 STRAY_ARGUMENTS = (b"-V", b"-root", b"x", b"+x", b"-Tangent", b"none.kim", b"a.KIM", b".kim", b"")
 
 
@@ -58,13 +58,15 @@ class RandomRun:
         return folder + stem + b".kim"
 
     def _add(self, path: bytes, text: bytes) -> None:
-        """Files are made where the system finds them: with slashes, parents resolved."""
+        """Files are made where the system finds them: with slashes, parents resolved, the root by its own name too."""
         if self._rng.random() < 0.2:
             text = mutated(self._rng, text)
         parts: list[str] = []
         for part in path.decode().replace("\\", "/").split("/"):
             if part == "..":
-                del parts[-1:]
+                parts = parts[:-1] if parts else ["..."]
+            elif parts == ["..."] and part == ROOT:
+                parts = []
             elif part:
                 parts.append(part)
         self.files["/".join(parts)] = text
@@ -74,7 +76,9 @@ class RandomRun:
         place = rng.randrange(len(self.arguments) + 1)
         if rng.random() < 0.2:
             self.arguments[place:place] = [b"-" + b"x" * rng.choice((1, 20, 300))] * rng.choice((6, 90, 130))
-        else:
+        elif rng.random() < 0.5:
             self.arguments.insert(place, rng.choice(STRAY_ARGUMENTS))
-        if rng.random() < 0.3:
+        else:
+            self.arguments = [argument for argument in self.arguments if rng.random() < 0.5]
+        if self.arguments and rng.random() < 0.3:
             del self.arguments[rng.randrange(len(self.arguments))]
