@@ -17,7 +17,7 @@ import tempfile
 import time
 from pathlib import Path
 
-from .random_run import RandomRun
+from .generator.run import RandomRun
 from .sandbox import ROOT, Sandbox
 
 SWITCHES = (

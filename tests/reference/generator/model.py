@@ -3,10 +3,10 @@
 import random
 from dataclasses import dataclass, field
 
-from . import random_values
-from .model import ITEM_SIZES
-from .random_mesh import random_triangles
-from .random_skin import piece_skin_tokens, skin_tokens
+from ..model import ITEM_SIZES
+from . import values
+from .mesh import random_triangles
+from .skin import piece_skin_tokens, skin_tokens
 from .token_list import TokenList
 
 EFFECTS = (
@@ -177,7 +177,7 @@ class RandomModel:
             count = self.rng.choice((count + 1, max(1, count - 1)))
         if self.chance(0.005):
             kind, count = self.rng.choice(list(SHAPES.values()) + [("i", 3)])
-        values = [[self._value(kind, plan.tag) for _ in range(count)] for _ in range(max(contents, default=0) + 1)]
+        written = [[self._value(kind, plan.tag) for _ in range(count)] for _ in range(max(contents, default=0) + 1)]
         with t.paragraph("STREAM"):
             t.label("FORMAT")
             t.word(plan.format)
@@ -189,16 +189,16 @@ class RandomModel:
                     t.string(alias)
             for number, content in enumerate(contents):
                 t.integer(number)
-                t.tuple(values[content])
+                t.tuple(written[content])
 
     def _value(self, kind: str, tag: bytes) -> float | int | bytes:
         if kind == "s":
-            return random_values.name(self.rng, b"text")
+            return values.name(self.rng, b"text")
         if kind == "i":
             return self.rng.choice((0, 1, 77, 0xFFFFFFFF))
         if tag == b"_RGBA":
-            return random_values.colour(self.rng)
-        return random_values.factor(self.rng) if tag == b"_FACTOR" else random_values.coordinate(self.rng)
+            return values.colour(self.rng)
+        return values.factor(self.rng) if tag == b"_FACTOR" else values.coordinate(self.rng)
 
     def _write_triangles(self, piece: PiecePlan) -> None:
         t = self.tokens
@@ -214,7 +214,7 @@ class RandomModel:
         locators = self._dealt(self.locator_count)
         for number in range(self.part_count):
             with t.paragraph("PART"):
-                t.string_field("NAME", random_values.name(self.rng, b"part"))
+                t.string_field("NAME", values.name(self.rng, b"part"))
                 t.integer_field("PIECECOUNT", len(pieces[number]) if self.chance(0.98) else self.rng.randrange(9))
                 t.integer_field("LOCATORCOUNT", len(locators[number]))
                 for keyword, listed in (("PIECES", pieces[number]), ("LOCATORS", locators[number])):
@@ -239,13 +239,13 @@ class RandomModel:
     def _write_locator(self, number: int) -> None:
         t = self.tokens
         with t.paragraph("LOCATOR"):
-            t.string_field("NAME", random_values.name(self.rng, b"loc"))
+            t.string_field("NAME", values.name(self.rng, b"loc"))
             hookup = self.rng.choice(HOOKUPS)
             if hookup or self.chance(0.3):
                 t.string_field("HOOKUP", hookup)
             t.integer_field("INDEX", number)
-            t.floats_field("POSITION", [random_values.coordinate(self.rng) for _ in range(3)])
-            t.floats_field("ROTATION", [random_values.coordinate(self.rng) for _ in range(4)])
+            t.floats_field("POSITION", [values.coordinate(self.rng) for _ in range(3)])
+            t.floats_field("ROTATION", [values.coordinate(self.rng) for _ in range(4)])
             scale = [self.rng.choice((1.0, 2.0, 0.1)) for _ in range(3)]
             if self.chance(0.01):
                 scale[self.rng.randrange(3)] = self.rng.choice((0.0, -0.0, -1.0))
@@ -280,6 +280,6 @@ def skeleton_tokens(rng: random.Random, bone_names: list[bytes]) -> TokenList:
             if rng.random() < 0.003:
                 parent = rng.choice(names + [b"nobody"])
             t.string_field("PARENT", parent)
-            t.floats_field("MATRIX", random_values.bone_matrix(rng))
+            t.floats_field("MATRIX", values.bone_matrix(rng))
             t.mark(")")
     return t

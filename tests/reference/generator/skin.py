@@ -2,10 +2,10 @@
 
 from typing import TYPE_CHECKING
 
-from . import random_values
+from . import values
 
 if TYPE_CHECKING:
-    from .random_model import PiecePlan, RandomModel
+    from .model import PiecePlan, RandomModel
 
 Weights = list[tuple[int, float]]
 
@@ -18,7 +18,7 @@ def _weight_pool(model: "RandomModel") -> list[Weights]:
 def _weights(model: "RandomModel") -> Weights:
     rng = model.rng
     count = rng.choice((1, 1, 2, 2, 3, 4, 5, 7)) if model.chance(0.97) else rng.choice((16, 17, 20))
-    pairs = [(rng.randrange(len(model.bone_names)), random_values.weight(rng)) for _ in range(count)]
+    pairs = [(rng.randrange(len(model.bone_names)), values.weight(rng)) for _ in range(count)]
     if model.chance(0.4):
         total = sum(abs(value) for _, value in pairs) or 1.0
         pairs = [(bone, abs(value) / total) for bone, value in pairs]
@@ -85,7 +85,7 @@ def _write_piece_skin(model: "RandomModel", number: int, piece: "PiecePlan", poo
             for position, (group, pairs) in enumerate(zip(groups, weights)):
                 t.integer(position)
                 t.mark("(")
-                t.tuple([random_values.coordinate(rng) for _ in range(3)])
+                t.tuple([values.coordinate(rng) for _ in range(3)])
                 _write_weights(model, pairs, len(pairs))
                 t.integer_field("VERTEXINDICES", len(group))
                 for vertex in group:
@@ -136,7 +136,7 @@ def _write_skin_item(model: "RandomModel", position: int, group: list[tuple[int,
         declared = [count + 3 if count else 0 for count in declared]
     t.integer(position)
     t.mark("(")
-    t.tuple([random_values.coordinate(model.rng) for _ in range(3)])
+    t.tuple([values.coordinate(model.rng) for _ in range(3)])
     _write_weights(model, pairs, declared[0])
     t.integer_field("CLONES", declared[1])
     for piece, vertex in group:

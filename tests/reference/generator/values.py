@@ -3,9 +3,7 @@
 import math
 import random
 
-from .ieee import f32
-
-INFINITE = float("inf")
+from ..ieee import f32
 
 
 def coordinate(rng: random.Random) -> float:

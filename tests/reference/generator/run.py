@@ -2,9 +2,9 @@
 
 import random
 
+from ..sandbox import ROOT
+from .model import RandomModel, skeleton_tokens
 from .mutation import mutated
-from .random_model import RandomModel, skeleton_tokens
-from .sandbox import ROOT
 
 SWITCHES = (
     b"-tangent",

@@ -3,7 +3,7 @@
 import random
 import struct
 
-from .ieee import f32
+from ..ieee import f32
 
 BYTE_ORDER_MARK = b"\xef\xbb\xbf"
 

@@ -1,0 +1,1 @@
+"""Random files and command lines, the same again for the same seed."""
