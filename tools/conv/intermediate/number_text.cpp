@@ -1,7 +1,5 @@
 #include "tools/conv/intermediate/number_text.h"
 
-#include "tools/conv/intermediate/text_words.h"
-
 #include <algorithm>
 #include <charconv>
 #include <limits>

@@ -3,9 +3,8 @@
 // Numbers as text, decoded exactly: decimals are read as doubles rounded to nearest and then rounded to
 // floats, whatever the locale; too large becomes infinite, too small zero.
 
-#include <bit>
-#include <cstdint>
-#include <cstring>
+#include "tools/conv/intermediate/text_words.h"
+
 #include <optional>
 #include <string_view>
 
@@ -32,12 +31,9 @@ inline constexpr uint32_t infinite_exponent = 0x7F800000; // all exponent bits s
 
 // Eight hexadecimal digits as the number they write, eight at a time; none when one is not a digit.
 inline std::optional<uint32_t> decode_hex_digits(const char *text) {
-    constexpr uint64_t ones = 0x0101010101010101;
+    constexpr uint64_t ones = word_of_ones;
     constexpr uint64_t top_bits = 0x80 * ones;
-    uint64_t bytes;
-    std::memcpy(&bytes, text, sizeof bytes);
-    if constexpr (std::endian::native == std::endian::big)
-        bytes = __builtin_bswap64(bytes);
+    const uint64_t bytes = load_word(text);
     const uint64_t lower = bytes | 0x20 * ones;
     // Adding 0x80 - c to a byte below 0x80 sets its top bit exactly when the byte is at least c.
     const uint64_t digit = (bytes + (0x80 - '0') * ones) & ~(bytes + (0x80 - '9' - 1) * ones);
