@@ -21,6 +21,17 @@ uint32_t decode_integer(std::string_view text);
 // there is something else. Reads up to eight bytes beyond the end of the number.
 const char *scan_plain_decimal(const char *text, float &value);
 
+// Recognises up to seven digits, without the leading zero that would make them octal, and decodes them; gives
+// the byte after them, or none for anything else.
+inline const char *scan_plain_integer(const char *text, uint32_t &value) {
+    const uint64_t word = load_word(text);
+    const unsigned digits = first_marked(marks_of_non_digits(word));
+    if (digits - 1 >= 7 || (*text == '0' && digits > 1))
+        return nullptr;
+    value = digits_value(word, digits);
+    return text + digits;
+}
+
 // As doubles, which hold these exactly.
 inline constexpr double exact_powers_of_ten[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
                                                  1e8,  1e9,  1e10, 1e11, 1e12, 1e13, 1e14, 1e15,

@@ -12,18 +12,6 @@ namespace kestrel {
 
 namespace {
 
-bool is_blank(char c) {
-    constexpr uint64_t blanks =
-        uint64_t{1} << ' ' | uint64_t{1} << '\t' | uint64_t{1} << '\r' | uint64_t{1} << '\n';
-    return static_cast<uint8_t>(c) <= ' ' && (blanks >> static_cast<uint8_t>(c) & 1);
-}
-
-const char *skip_blanks(const char *p) {
-    while (is_blank(*p))
-        ++p;
-    return p;
-}
-
 // The blanks at one place of an item. They are nearly always those of the item before, and then skipped with
 // one comparison.
 class gap_t {
@@ -88,16 +76,6 @@ class index_text_t {
     unsigned length_ = 0;
 };
 
-// Up to seven digits, without the leading zero that would make them octal; none for anything else.
-const char *scan_integer(const char *p, uint32_t &value) {
-    const uint64_t word = load_word(p);
-    const unsigned digits = first_marked(marks_of_non_digits(word));
-    if (digits - 1 >= 7 || (*p == '0' && digits > 1))
-        return nullptr;
-    value = digits_value(word, digits);
-    return p + digits;
-}
-
 [[gnu::always_inline]] inline const char *scan_bit_pattern(const char *p, uint32_t &bits) {
     constexpr size_t pattern_length = 9;
     const auto digits = decode_hex_digits(p + 1);
@@ -157,7 +135,7 @@ class item_reader_t {
 #pragma GCC unroll 16
         for (uint32_t i = 0; i < count; ++i) {
             // Every literal is read as far as its token goes, so whatever follows at once is another token.
-            p = reals ? scan_real(p, words[i]) : scan_integer(p, words[i]);
+            p = reals ? scan_real(p, words[i]) : scan_plain_integer(p, words[i]);
             if (!p)
                 return nullptr;
             p = (i + 1 < count ? between_ : after_last_).skip(p);

@@ -38,7 +38,53 @@ token_kind_t scanner_t::end_at_error() {
     return token_kind_t::end_of_input;
 }
 
+// What may make a longer number of an integer before it.
+static bool continues_number(char c) {
+    const char lower = static_cast<char>(c | 0x20);
+    return c == '.' || lower == 'e' || lower == 'x';
+}
+
+// Nearly all tokens are parentheses and plainly written numbers; those need no automaton.
+bool scanner_t::plain_token(token_kind_t &kind) {
+    const char *const begin = position_;
+    const char *end = nullptr;
+    switch (*begin) {
+    case '(':
+    case ')':
+    case ':':
+    case '{':
+    case '}':
+        kind = static_cast<token_kind_t>(*begin);
+        end = begin + 1;
+        break;
+    case '&':
+        if (const auto bits = decode_hex_digits(begin + 1);
+            bits && (*bits & infinite_exponent) != infinite_exponent) {
+            kind = token_kind_t::real;
+            real_ = std::bit_cast<float>(*bits);
+            end = begin + 9;
+        }
+        break;
+    default:
+        kind = token_kind_t::integer;
+        end = scan_plain_integer(begin, integer_);
+        if (end && continues_number(*end)) {
+            kind = token_kind_t::real;
+            end = scan_plain_decimal(begin, real_);
+        }
+        break;
+    }
+    if (!end)
+        return false;
+    token_text_ = {begin, static_cast<size_t>(end - begin)};
+    position_ = end;
+    return true;
+}
+
 token_kind_t scanner_t::next() {
+    position_ = skip_blanks(position_);
+    if (token_kind_t kind; plain_token(kind))
+        return kind;
     const scanner_tables_t &tables = scanner_tables;
     while (position_ < end_) {
         // The zero bytes behind the text stop every match there.

@@ -45,6 +45,7 @@ class scanner_t {
     size_t bytes_left() const { return static_cast<size_t>(end_ - position_); }
 
   private:
+    bool plain_token(token_kind_t &kind);
     token_kind_t end_of_input();
     token_kind_t end_at_error();
     token_kind_t quoted_string();

@@ -1,12 +1,25 @@
 #pragma once
 
-// Eight characters of text at a time, in one machine word: the first in the lowest byte.
+// Reading text by characters, and eight at a time in one machine word: the first in the lowest byte. The text
+// must go on for eight bytes more.
 
 #include <bit>
 #include <cstdint>
 #include <cstring>
 
 namespace kestrel {
+
+inline bool is_blank(char c) {
+    constexpr uint64_t blanks =
+        uint64_t{1} << ' ' | uint64_t{1} << '\t' | uint64_t{1} << '\r' | uint64_t{1} << '\n';
+    return static_cast<uint8_t>(c) <= ' ' && (blanks >> static_cast<uint8_t>(c) & 1);
+}
+
+inline const char *skip_blanks(const char *text) {
+    while (is_blank(*text))
+        ++text;
+    return text;
+}
 
 inline constexpr uint64_t word_of_ones = 0x0101010101010101;
 
