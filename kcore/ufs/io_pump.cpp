@@ -6,27 +6,21 @@ namespace kestrel {
 
 fs_request_t *fs_io_pump_t::read(fs_handle_t handle, std::span<std::byte> buffer, uint64_t position,
                                  const fs_request_options_t &options) {
-    fs_request_t *const request = pool_.take();
-    if (!request)
-        return nullptr;
-    request->kind = fs_request_kind_t::read;
-    request->handle = handle;
-    request->into = buffer;
-    request->position = position;
-    request->options = options;
-    submit(*request);
-    return request;
+    return ask({.kind = fs_request_kind_t::read, .handle = handle, .into = buffer, .position = position},
+               options);
 }
 
 fs_request_t *fs_io_pump_t::write(fs_handle_t handle, std::span<const std::byte> bytes, uint64_t position,
                                   const fs_request_options_t &options) {
+    return ask({.kind = fs_request_kind_t::write, .handle = handle, .from = bytes, .position = position},
+               options);
+}
+
+fs_request_t *fs_io_pump_t::ask(const fs_transfer_t &transfer, const fs_request_options_t &options) {
     fs_request_t *const request = pool_.take();
     if (!request)
         return nullptr;
-    request->kind = fs_request_kind_t::write;
-    request->handle = handle;
-    request->from = bytes;
-    request->position = position;
+    request->transfer = transfer;
     request->options = options;
     submit(*request);
     return request;
@@ -105,7 +99,7 @@ void fs_io_pump_t::serve() {
 }
 
 void fs_io_pump_t::make_transfer(fs_request_t &request) {
-    const bool success = move_all_bytes(request);
+    const bool success = move_all_bytes(request.transfer);
     {
         const std::scoped_lock guard(mutex_);
         --in_flight_;
@@ -115,15 +109,15 @@ void fs_io_pump_t::make_transfer(fs_request_t &request) {
     finish(request, success);
 }
 
-bool fs_io_pump_t::move_all_bytes(const fs_request_t &request) {
-    const bool reads = request.kind == fs_request_kind_t::read;
-    const size_t wanted = reads ? request.into.size() : request.from.size();
+bool fs_io_pump_t::move_all_bytes(const fs_transfer_t &transfer) {
+    const bool reads = transfer.kind == fs_request_kind_t::read;
+    const size_t wanted = reads ? transfer.into.size() : transfer.from.size();
     size_t moved = 0;
     while (moved < wanted) {
-        const uint64_t position = request.position + moved;
+        const uint64_t position = transfer.position + moved;
         const fs_transfer_result_t result =
-            reads ? platform_.read(request.handle, request.into.subspan(moved), position)
-                  : platform_.write(request.handle, request.from.subspan(moved), position);
+            reads ? platform_.read(transfer.handle, transfer.into.subspan(moved), position)
+                  : platform_.write(transfer.handle, transfer.from.subspan(moved), position);
         if (result.outcome == fs_transfer_result_t::outcome_t::interrupted)
             continue;
         if (result.outcome == fs_transfer_result_t::outcome_t::failed || result.count == 0)

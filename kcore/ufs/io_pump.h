@@ -43,9 +43,10 @@ class fs_io_pump_t {
   private:
     enum class place_t { here, queue, nowhere };
 
+    fs_request_t *ask(const fs_transfer_t &transfer, const fs_request_options_t &options);
     void submit(fs_request_t &request);
     void make_transfer(fs_request_t &request);
-    bool move_all_bytes(const fs_request_t &request);
+    bool move_all_bytes(const fs_transfer_t &transfer);
     static void finish(fs_request_t &request, bool success);
     void serve();
 

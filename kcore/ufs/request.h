@@ -27,12 +27,17 @@ struct fs_request_options_t {
     void *context = nullptr;
 };
 
-struct fs_request_t {
+// What is to be moved.
+struct fs_transfer_t {
     fs_request_kind_t kind = fs_request_kind_t::read;
     fs_handle_t handle = fs_handle_t::invalid;
-    std::span<std::byte> into;       // of a read
-    std::span<const std::byte> from; // of a write
+    std::span<std::byte> into{};       // of a read
+    std::span<const std::byte> from{}; // of a write
     uint64_t position = 0;
+};
+
+struct fs_request_t {
+    fs_transfer_t transfer;
     fs_request_options_t options;
 
     std::atomic<fs_request_state_t> state = fs_request_state_t::queued;

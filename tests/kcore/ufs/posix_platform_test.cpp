@@ -1,6 +1,8 @@
 #include "kcore/ufs/platform/posix_platform.h"
 
+#include "kcore/messages/console_message_handler.h"
 #include "tests/support/captured_messages.h"
+#include "tests/support/child_run.h"
 #include "tests/support/temporary_directory.h"
 
 #include <gtest/gtest.h>
@@ -126,14 +128,25 @@ TEST_F(posix_platform, creating_a_directory) {
     EXPECT_FALSE(platform_.create_directory((directory_ / "file").c_str()));
     EXPECT_FALSE(platform_.create_directory((directory_ / "none/d").c_str()));
     EXPECT_EQ(messages.text(), "");
-    // The process file system takes no new directories from anybody.
-    EXPECT_TRUE(platform_.create_directory("/proc"));
-    if (geteuid() != 0) {
-        chmod((directory_ / "d").c_str(), 0500);
-        EXPECT_FALSE(platform_.create_directory((directory_ / "d/refused").c_str()));
-        EXPECT_EQ(messages.text(),
-                  "E: Create folder failed. Access denied. (" + (directory_ / "d/refused") + ")\n");
-    }
+}
+
+TEST_F(posix_platform, a_refused_directory_is_reported_unless_it_is_there) {
+    const std::string there = directory_ / "there", refused = directory_ / "there/refused";
+    platform_.create_directory(there.c_str());
+    chmod(there.c_str(), 0500);
+    chmod((directory_ / "").c_str(), 0555);
+    const child_run_t run = run_in_child([&] {
+        constexpr uid_t nobody = 65534;
+        if (geteuid() == 0 && setuid(nobody) != 0)
+            _exit(1);
+        message_system_t::start();
+        const console_message_handler_t console(false);
+        if (!platform_.create_directory(there.c_str()) || platform_.create_directory(refused.c_str()))
+            _exit(2);
+    });
+    chmod((directory_ / "").c_str(), 0755);
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.errors, "*** ERROR *** : Create folder failed. Access denied. (" + refused + ")\r\n");
 }
 
 TEST_F(posix_platform, removing_copying_and_moving) {

@@ -15,7 +15,7 @@ class leaf_u : public unit_t {
     leaf_u() { ++instances; }
     ~leaf_u() override { --instances; }
 
-    static inline int instances = 0;
+    static inline std::atomic<int> instances = 0;
 };
 
 // A class of a class, with a name that is known but kept nowhere.
