@@ -14,6 +14,8 @@ constexpr double quaternion_tolerance = 1e-4;
 // Below it a matrix has no inverse in the file, only its adjugate; slightly above, since it is computed in
 // single precision.
 constexpr double least_determinant = 1.001e-5;
+// Of a linear part whose largest element is 1.
+constexpr double flat_determinant = 1e-6;
 
 // Largest amount by which an element differs, where `magnitude` tells what was added up to make it.
 struct mismatch_t {
@@ -39,6 +41,22 @@ double determinant_of_rows(const matrix_t &a) {
            m[0][2] * (m[1][0] * m[2][1] - m[1][1] * m[2][0]);
 }
 
+// A bone relative to its parent, as its matrix and the parent's inverse make it.
+struct local_transform_t {
+    matrix_t matrix;
+    matrix_t magnitude; // what was added up to make each element
+    double scale;       // the largest element of the linear part
+};
+
+local_transform_t local_transform(const kmg_bone_data_t &bone, const matrix_t &parent_inverse) {
+    const matrix_t matrix = matrix_t::from(bone.matrix);
+    local_transform_t local{parent_inverse * matrix, parent_inverse.absolute() * matrix.absolute(), 0};
+    for (size_t r = 0; r < 3; ++r)
+        for (size_t c = 0; c < 3; ++c)
+            local.scale = std::max(local.scale, std::abs(local.matrix.m[r][c]));
+    return local;
+}
+
 class bone_check_t {
   public:
     bone_check_t(const kmg_reader_t &file, size_t index, kmg_findings_t &findings)
@@ -53,8 +71,7 @@ class bone_check_t {
         if (!check_reals(bone_, place_, findings_))
             return;
         check_inverse();
-        if (check_parts())
-            check_local_transform();
+        compare_local_transform();
     }
 
     const kmg_place_t &place() const { return place_; }
@@ -65,8 +82,9 @@ class bone_check_t {
         findings_.add(code, place_of_field(place_, bone_, member), std::move(text));
     }
     void check_inverse();
+    void compare_local_transform();
     bool check_parts();
-    void check_local_transform();
+    void check_composition(const local_transform_t &local);
 
     const kmg_reader_t &file_;
     const kmg_bone_data_t bone_;
@@ -107,25 +125,26 @@ bool bone_check_t::check_parts() {
     return sound;
 }
 
-void bone_check_t::check_local_transform() {
-    const matrix_t matrix = matrix_t::from(bone_.matrix);
-    matrix_t local = matrix;
-    matrix_t magnitude = matrix.absolute();
-    if (bone_.parent != kmg_no_parent) {
-        const kmg_bone_data_t parent = file_.bones()[bone_.parent];
-        if (!all_finite(parent.inverse))
-            return; // told at the parent
-        local = matrix_t::from(parent.inverse) * matrix;
-        magnitude = matrix_t::from(parent.inverse).absolute() * magnitude;
-    }
+void bone_check_t::compare_local_transform() {
+    kmg_matrix_t parent_inverse{1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1};
+    if (bone_.parent != kmg_no_parent)
+        parent_inverse = file_.bones()[bone_.parent].inverse;
+    if (!all_finite(parent_inverse))
+        return; // told at the parent
+    const local_transform_t local = local_transform(bone_, matrix_t::from(parent_inverse));
+    // What flattens space has no rotation of its own, so the parts need not mean anything.
+    if (std::abs(determinant_of_rows(local.matrix)) <= flat_determinant * std::pow(local.scale, 3))
+        report(finding_code_t::bone_singular, bone_.matrix,
+               "the transform relative to the parent is singular");
+    else if (check_parts())
+        check_composition(local);
+}
+
+void bone_check_t::check_composition(const local_transform_t &local) {
     // The parts hold an affine transform: whatever the last row is, they cannot say.
     matrix_t composed = composed_local_transform(bone_);
-    std::copy(std::begin(local.m[3]), std::end(local.m[3]), std::begin(composed.m[3]));
-    double scale = 1e-3;
-    for (size_t r = 0; r < 3; ++r)
-        for (size_t c = 0; c < 3; ++c)
-            scale = std::max(scale, std::abs(local.m[r][c]));
-    const mismatch_t off = compare(composed, local, magnitude, scale);
+    std::copy(std::begin(local.matrix.m[3]), std::end(local.matrix.m[3]), std::begin(composed.m[3]));
+    const mismatch_t off = compare(composed, local.matrix, local.magnitude, local.scale);
     if (!off.tolerable)
         report(finding_code_t::bone_local, bone_.rotation,
                concat("rotation, stretch and translation miss the local transform by ",

@@ -48,13 +48,13 @@ bool holds(const kmg_box_t &box, const kmg_float3_t &position) {
 // The box has to be exactly that of the positions: smaller is an error, larger a warning.
 template <class R>
 void check_box(const R &record, const kmg_place_t &place, const extent_t &extent, kmg_findings_t &findings) {
-    const auto check_side = [&](const kmg_float3_t &found, const kmg_float3_t &wanted, bool inside,
+    const auto check_side = [&](const kmg_float3_t &found, const kmg_float3_t &wanted, bool cuts,
                                 const char *side) {
         if (found == wanted)
             return;
-        findings.add(inside ? finding_code_t::box : finding_code_t::box_loose,
+        findings.add(cuts ? finding_code_t::box : finding_code_t::box_loose,
                      place_of_field(place, record, found),
-                     concat(side, inside ? " cuts positions off" : " is wider than the positions"));
+                     concat(side, cuts ? " cuts positions off" : " is wider than the positions"));
     };
     const kmg_box_t &box = record.box;
     check_side(box.minimum, extent.box.minimum,

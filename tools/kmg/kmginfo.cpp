@@ -39,12 +39,12 @@ Exit status: 0 when all is well, 1 when --check finds an error or --diff a
 difference, 2 when a file cannot be read or the command line is wrong.
 )";
 
-// One line on a terminal that tells how far a long run has come.
+// One line on a terminal that tells how far a long run has come, while nothing else is printed.
 class progress_t {
   public:
     explicit progress_t(size_t files) : files_(files), shown_(files > 1 && isatty(STDERR_FILENO)) {}
-    void show(const std::string &file) {
-        ++file_;
+    void next() { ++file_; }
+    void show(const std::string &file) const {
         if (shown_)
             std::fprintf(stderr, "\r\x1b[K[%zu/%zu] %s", file_, files_, file.c_str());
     }
@@ -90,20 +90,21 @@ class kmginfo_t {
     void for_each_file() {
         progress_t progress(options_.files.size());
         for (const std::string &file : options_.files) {
-            progress.show(file);
+            progress.next();
             const auto bytes = read_file(file);
-            progress.clear();
             if (!bytes)
                 fail(file, "cannot be read");
             else if (options_.check)
-                check(file, *bytes);
+                check(file, *bytes, progress);
             else
                 show(file, *bytes);
         }
     }
 
-    void check(const std::string &file, std::span<const std::byte> bytes) {
+    void check(const std::string &file, std::span<const std::byte> bytes, const progress_t &progress) {
+        progress.show(file);
         const auto findings = check_kmg(bytes, options_.limit);
+        progress.clear();
         if (has_error(findings))
             raise(status_found);
         if (options_.json)
