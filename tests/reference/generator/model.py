@@ -59,7 +59,9 @@ class RandomModel:
         self.skin = rng.choice(("none", "none", "Skin", "PieceSkin", "PieceSkin"))
         self.bone_names = self._bone_names() if self.skin != "none" else []
         self.material_count = rng.randrange(1, 4)
-        self.layouts = [self._layout() for _ in range(rng.randrange(1, 3))]
+        self.layouts = [self._layout()]
+        if self.chance(0.5):
+            self.layouts.append(self._variant(self.layouts[0]) if self.chance(0.5) else self._layout())
         self.pieces = self._piece_plans()
         self.part_count = rng.randrange(1, 4)
         self.locator_count = rng.choice((0, 0, 1, 2, 5))
@@ -97,6 +99,16 @@ class RandomModel:
         if self.chance(0.03):
             rng.choice(layout).format = rng.choice(list(ITEM_SIZES))
         return layout
+
+    def _variant(self, layout: list[StreamPlan]) -> list[StreamPlan]:
+        """The same streams, one of them with other aliases or in place of another."""
+        variant = layout[:]
+        changed = self.rng.randrange(len(variant))
+        if self.chance(0.5):
+            variant[changed] = self.rng.choice(variant)
+        else:
+            variant[changed] = StreamPlan(variant[changed].format, variant[changed].tag, self._aliases())
+        return variant
 
     def _aliases(self) -> list[bytes]:
         names = [b"_TEXCOORD%d" % self.rng.randrange(9), b"_UV%d" % self.rng.randrange(8), b"other"]
