@@ -1,0 +1,112 @@
+"""Turns what scripts/bench measured into the tables and bars of docs/performance.md.
+
+    report.py MEASUREMENTS INPUT DOCUMENT
+
+Ratios compare figures of one run. Stages are the least of their repetitions, commands the least processor time of
+their rounds. The part of the document between the two marks is replaced.
+"""
+
+import json
+import os
+import platform
+import sys
+from pathlib import Path
+
+BEGIN = "<!-- measured: begin -->"
+END = "<!-- measured: end -->"
+BAR = 40
+
+
+def read_stages(folder: Path) -> dict[str, float]:
+    """Milliseconds of every stage at its best."""
+    stages: dict[str, float] = {}
+    for path in sorted(folder.glob("stages*.json")):
+        for run in json.loads(path.read_text())["benchmarks"]:
+            if run.get("run_type") == "iteration":
+                name = run["name"].split("/iterations:")[0]
+                stages[name] = min(stages.get(name, float("inf")), run["cpu_time"])
+    return stages
+
+
+def read_commands(path: Path) -> dict[str, tuple[float, float, int]]:
+    """Least processor seconds, least wall seconds and peak memory in bytes of every command."""
+    commands = {}
+    for line in path.read_text().splitlines():
+        name, least, _median, wall, kibibytes = line.split("\t")
+        commands[name] = (float(least), float(wall), int(kibibytes) * 1024)
+    return commands
+
+
+def processor_name() -> str:
+    for line in Path("/proc/cpuinfo").read_text().splitlines():
+        if line.startswith("model name"):
+            return line.split(":", 1)[1].strip()
+    return platform.machine()
+
+
+def targets(stages: dict[str, float], commands: dict[str, tuple[float, float, int]], size: int) -> list[str]:
+    """One row per target: what, how much of what it is compared with, and how much it may be."""
+    seconds = {name: figures[0] for name, figures in commands.items()}
+    peaks = {name: figures[2] for name, figures in commands.items()}
+    rows = [
+        ("parse of bit patterns ÷ flat loop over the same numbers",
+         stages["parse/bit_patterns"] / stages["limit/bit_patterns"], 4),
+        ("parse of decimals ÷ flat `std::from_chars` loop",
+         stages["parse/decimals"] / stages["limit/from_chars"], 1.6),
+        ("conversion, no passes ÷ gltfpack", seconds["bits"] / seconds["gltfpack"], 0.6),
+        ("conversion, vertex cache ÷ gltfpack", seconds["bits_ordered"] / seconds["gltfpack"], 1.0),
+        ("vertex-cache pass ÷ meshoptimizer", stages["passes/vertex_cache"] / stages["limit/meshoptimizer"], 3),
+        ("peak memory ÷ input, no passes", peaks["bits"] / size, 1.4),
+        ("peak memory ÷ input, vertex cache", peaks["bits_ordered"] / size, 2.0),
+        ("one triangle ÷ `/bin/true`", seconds["triangle"] / seconds["true"], 3),
+        ("ten times the input, no passes", seconds["plain"] / seconds["plain_tenth"], 10.5),
+        ("ten times the input, vertex cache", seconds["plain_ordered"] / seconds["plain_ordered_tenth"], 10.5),
+        ("ten times the input, skinned", seconds["skinned"] / seconds["skinned_tenth"], 10.5),
+        ("ten times the input, skinned, vertex cache",
+         seconds["skinned_ordered"] / seconds["skinned_ordered_tenth"], 10.5),
+    ]
+    lines = ["| what | measured | at most |", "|---|---|---|"]
+    for what, measured, limit in rows:
+        lines.append(f"| {what} | {measured:.2f}{'' if measured <= limit else ' **over**'} | {limit} |")
+    return lines
+
+
+def command_table(commands: dict[str, tuple[float, float, int]]) -> list[str]:
+    names = {"bits": "kim2kmg, bit patterns", "decimals": "kim2kmg, decimals",
+             "bits_ordered": "kim2kmg, bit patterns, vertex cache", "gltfpack": "gltfpack -noq",
+             "ogre": "OgreXMLConverter -q", "assimp": "assimp export to assbin"}
+    lines = ["| command | processor s | wall s | peak MB |", "|---|---|---|---|"]
+    for key, name in names.items():
+        least, wall, peak = commands[key]
+        lines.append(f"| {name} | {least:.2f} | {wall:.2f} | {peak / 1e6:.0f} |")
+    return lines
+
+
+def stage_bars(stages: dict[str, float]) -> list[str]:
+    """A bar per stage; limits of the machine are drawn light."""
+    longest = max(time for name, time in stages.items() if "literal" not in name)
+    lines = ["```"]
+    for name, time in sorted(stages.items(), key=lambda stage: stage[0]):
+        cells = max(1, round(time / longest * BAR))
+        bar = "…" * BAR if cells > BAR else ("░" if name.startswith("limit/") else "█") * cells
+        lines.append(f"{name:34} {time:9.1f} ms {bar}")
+    return lines + ["```"]
+
+
+def main() -> None:
+    folder, source, document = (Path(argument) for argument in sys.argv[1:4])
+    stages = read_stages(folder)
+    commands = read_commands(folder / "commands.tsv")
+    size = os.path.getsize(source)
+    measured = [BEGIN, "", f"On {processor_name()}, {os.cpu_count()} cores, input of {size / 1e6:.0f} MB.", ""]
+    measured += targets(stages, commands, size) + [""]
+    measured += command_table(commands) + [""]
+    measured += stage_bars(stages) + ["", END]
+    text = document.read_text()
+    before, rest = text.split(BEGIN)
+    document.write_text(before + "\n".join(measured) + rest.split(END)[1])
+    print("\n".join(measured[2:-1]))
+
+
+if __name__ == "__main__":
+    main()
