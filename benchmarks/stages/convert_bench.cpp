@@ -1,13 +1,29 @@
-// The whole road of one file, from disk to disk.
+// The whole road of one file, from disk to disk, and its first step.
 
 #include "benchmarks/stages/inputs.h"
 #include "benchmarks/stages/measure.h"
 #include "benchmarks/stages/scratch_tree.h"
+#include "tools/conv/intermediate/file_text.h"
 #include "tools/conv/kim2kmg/convert_file.h"
 
 using namespace kestrel;
 
 namespace {
+
+void read(benchmark::State &state) {
+    const scratch_tree_t tree;
+    const std::string_view text = text_of(input_t::bit_patterns);
+    tree.add("grid.kim", text);
+    for (auto _ : state) {
+        const auto file =
+            file_system()->system_device.open((tree.base() / "grid.kim").c_str(), fs_open_mode_t::read);
+        file_text_t read_text;
+        if (!file || !read_text.read(*file))
+            state.SkipWithError("cannot be read");
+    }
+    count_bytes(state, text.size());
+}
+MEASURE(read, "read/bit_patterns");
 
 void convert(benchmark::State &state, input_t input, const option_flags_t &options) {
     const scratch_tree_t tree;

@@ -41,6 +41,8 @@ std::string make_text(input_t input) {
         return grid_text(skinned_grid_vertices, {.skin = skin_style_t::model});
     case input_t::piece_skinned:
         return grid_text(skinned_grid_vertices, {.skin = skin_style_t::pieces});
+    case input_t::small:
+        return grid_text(small_grid_vertices, {});
     case input_t::sample:
         return sample_text();
     }

@@ -10,11 +10,12 @@
 
 namespace kestrel {
 
-// A million vertices in two million triangles, and a quarter of that with a skin: texts of like size.
+// A million vertices in two million triangles, fewer where there is more to each of them.
 inline constexpr uint64_t grid_vertices = 1000000;
 inline constexpr uint64_t skinned_grid_vertices = 250000;
+inline constexpr uint64_t small_grid_vertices = 10000;
 
-enum class input_t { bit_patterns, decimals, skinned, piece_skinned, sample };
+enum class input_t { bit_patterns, decimals, skinned, piece_skinned, small, sample };
 
 // The text with the zero bytes that the scanner wants behind it. The one asked for last is kept.
 std::string_view text_of(input_t input);

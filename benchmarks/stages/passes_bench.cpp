@@ -36,6 +36,7 @@ void vertex_cache(benchmark::State &state, input_t input) {
 }
 MEASURE_WITH(vertex_cache, "passes/vertex_cache", input_t::bit_patterns);
 MEASURE_WITH(vertex_cache, "passes/vertex_cache_skinned", input_t::piece_skinned);
+MEASURE_WITH(vertex_cache, "passes/vertex_cache_small", input_t::small);
 
 void discard(benchmark::State &state) {
     run_pass(state, input_t::bit_patterns, [](kim_t &model) { discard_degenerated_triangles(model); });
@@ -67,7 +68,7 @@ plain_model_t plain_geometry(const kim_t &model) {
 }
 
 void literal(benchmark::State &state) {
-    const plain_model_t plain = plain_geometry(*parsed_model_t(input_t::bit_patterns).model);
+    const plain_model_t plain = plain_geometry(*parsed_model_t(input_t::small).model);
     for (auto _ : state) {
         state.PauseTiming();
         plain_model_t own = plain;
@@ -75,7 +76,7 @@ void literal(benchmark::State &state) {
         literal_vertex_cache(own, false);
     }
 }
-MEASURE(literal, "limit/literal_vertex_cache")->Iterations(1);
+MEASURE(literal, "limit/literal_vertex_cache_small");
 
 #ifdef KIM2KMG_MESHOPTIMIZER
 // A piece as that library wants it.
