@@ -2,14 +2,15 @@
 
 // Objects of one class by the thousand, made and destroyed one by one.
 //
-// Their places are cut from blocks, each twice as large as the one before up to a large page, and are used
-// again when an object is destroyed; the blocks go with the pool. Objects that are still there then are not
+// Their places are cut from blocks, each twice as large as the one before up to a limit, and are used again
+// when an object is destroyed; the blocks go with the pool. Objects that are still there then are not
 // destroyed: they own nothing, or their owner destroys them first.
 
 #include "kcore/collections/array.h"
-#include "kcore/collections/large_block.h"
 
 #include <algorithm>
+#include <cstdlib>
+#include <memory>
 #include <new>
 #include <utility>
 
@@ -50,21 +51,27 @@ class object_pool_t {
     }
 
     bool add_block() {
-        constexpr size_t first_size = 4 * sizeof(T);
-        const size_t size = blocks_.empty() ? first_size
-                                            : std::min(2 * blocks_.back().size(),
-                                                       std::max(first_size, large_block_t::large_page_size));
-        large_block_t block = large_block_t::allocate(size);
+        constexpr size_t first = 4;
+        constexpr size_t most = std::max(first, (size_t{64} << 10) / sizeof(T));
+        const size_t places = blocks_.empty() ? first : std::min(2 * places_a_block_, most);
+        block_t block(static_cast<std::byte *>(std::malloc(places * sizeof(T))));
+        std::byte *const begin = block.get();
         if (!block || !blocks_.push_back(std::move(block)))
             return false;
-        next_place_ = blocks_.back().data();
-        places_left_ = size / sizeof(T);
+        next_place_ = begin;
+        places_left_ = places_a_block_ = places;
         return true;
     }
 
-    array_dyn_t<large_block_t> blocks_;
+    struct free_t {
+        void operator()(std::byte *bytes) const { std::free(bytes); }
+    };
+    using block_t = std::unique_ptr<std::byte, free_t>;
+
+    array_dyn_t<block_t> blocks_;
     std::byte *next_place_ = nullptr;
-    size_t places_left_ = 0; // in the last block
+    size_t places_a_block_ = 0; // in the last one
+    size_t places_left_ = 0;    // likewise
     free_place_t *free_ = nullptr;
 };
 

@@ -1,7 +1,6 @@
 #include "kcore/collections/object_pool.h"
 
 #include <cstdint>
-#include <cstring>
 #include <gtest/gtest.h>
 #include <set>
 #include <vector>
@@ -43,27 +42,6 @@ TEST(object_pool, places_are_used_again) {
     for (uint64_t i = 0; i < 50; ++i)
         EXPECT_TRUE(places.contains(pool.create(i)));
     EXPECT_FALSE(places.contains(pool.create(50u)));
-}
-
-TEST(large_block, large_ones_begin_on_a_large_page) {
-    for (const size_t size : {size_t{1}, large_block_t::large_page_size - 1, large_block_t::large_page_size,
-                              3 * large_block_t::large_page_size + 5}) {
-        const large_block_t block = large_block_t::allocate(size);
-        ASSERT_TRUE(block) << size;
-        EXPECT_EQ(block.size(), size);
-        std::memset(block.data(), 0xFF, size);
-        if (size >= large_block_t::large_page_size) {
-            EXPECT_EQ(reinterpret_cast<uintptr_t>(block.data()) % large_block_t::large_page_size, 0u);
-        }
-    }
-}
-
-TEST(large_block, what_cannot_be_had_is_empty) {
-    for (const size_t size : {SIZE_MAX, SIZE_MAX - large_block_t::large_page_size + 2}) {
-        const large_block_t block = large_block_t::allocate(size);
-        EXPECT_FALSE(block) << size;
-        EXPECT_EQ(block.size(), 0u);
-    }
 }
 
 } // namespace kestrel

@@ -11,13 +11,12 @@ namespace kestrel {
 bool file_text_t::read(file_t &file) {
     const uint64_t size = file.get_size();
     const bool countable = size < std::numeric_limits<size_t>::max() - scanner_t::text_padding;
-    if (countable)
-        block_ = large_block_t::allocate(size + scanner_t::text_padding);
-    if (!block_ || !file.read({block_.data(), size})) {
+    bytes_.reset(countable ? static_cast<char *>(std::malloc(size + scanner_t::text_padding)) : nullptr);
+    if (!bytes_ || !file.read(std::as_writable_bytes(std::span(bytes_.get(), size)))) {
         msg_error("error reading from file %s", display_name_of(&file).c_str());
         return false;
     }
-    std::memset(block_.data() + size, 0, scanner_t::text_padding);
+    std::memset(bytes_.get() + size, 0, scanner_t::text_padding);
     length_ = size;
     return true;
 }

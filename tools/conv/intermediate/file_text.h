@@ -2,8 +2,10 @@
 
 // The bytes of one text file in memory, followed by the zero bytes that the scanner wants.
 
-#include "kcore/collections/large_block.h"
 #include "kcore/ufs/file.h"
+
+#include <cstdlib>
+#include <memory>
 
 namespace kestrel {
 
@@ -12,10 +14,14 @@ class file_text_t {
     // Reads the whole file; false after a message when that fails.
     bool read(file_t &file);
 
-    std::string_view view() const { return {reinterpret_cast<const char *>(block_.data()), length_}; }
+    std::string_view view() const { return {bytes_.get(), length_}; }
 
   private:
-    large_block_t block_;
+    struct free_t {
+        void operator()(char *bytes) const { std::free(bytes); }
+    };
+
+    std::unique_ptr<char, free_t> bytes_;
     size_t length_ = 0;
 };
 
