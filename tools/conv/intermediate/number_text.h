@@ -23,7 +23,7 @@ const char *scan_plain_decimal(const char *text, float &value);
 
 // Recognises up to seven digits, without the leading zero that would make them octal, and decodes them; gives
 // the byte after them, or none for anything else.
-inline const char *scan_plain_integer(const char *text, uint32_t &value) {
+[[gnu::always_inline]] inline const char *scan_plain_integer(const char *text, uint32_t &value) {
     const uint64_t word = load_word(text);
     const unsigned digits = first_marked(marks_of_non_digits(word));
     if (digits - 1 >= 7 || (*text == '0' && digits > 1))
@@ -41,7 +41,7 @@ inline constexpr uint64_t powers_of_ten[] = {1, 10, 100, 1000, 10000, 100000, 10
 inline constexpr uint32_t infinite_exponent = 0x7F800000; // all exponent bits set: infinity or NaN
 
 // Eight hexadecimal digits as the number they write, eight at a time; none when one is not a digit.
-inline std::optional<uint32_t> decode_hex_digits(const char *text) {
+[[gnu::always_inline]] inline std::optional<uint32_t> decode_hex_digits(const char *text) {
     constexpr uint64_t ones = word_of_ones;
     constexpr uint64_t top_bits = 0x80 * ones;
     const uint64_t bytes = load_word(text);

@@ -16,7 +16,7 @@ namespace {
 // one comparison.
 class gap_t {
   public:
-    const char *skip(const char *p) {
+    [[gnu::always_inline]] const char *skip(const char *p) {
         if ((load_word(p) ^ blanks_) & mask_) [[unlikely]]
             return skip_others(p);
         p += length_;
@@ -48,10 +48,10 @@ class index_text_t {
     }
 
     // The byte after the index, or none.
-    const char *match(const char *p) const {
+    [[gnu::always_inline]] const char *match(const char *p) const {
         return (load_word(p) ^ digits_) & bytes_below(length_) ? nullptr : p + length_;
     }
-    void count_up() {
+    [[gnu::always_inline]] void count_up() {
         unsigned place = 8 * (length_ - 1);
         digits_ += uint64_t{1} << place;
         if ((digits_ >> place & 0xFF) > '9') [[unlikely]]
@@ -59,7 +59,7 @@ class index_text_t {
     }
 
   private:
-    void carry(unsigned place) {
+    [[gnu::noinline]] void carry(unsigned place) {
         while ((digits_ >> place & 0xFF) > '9') {
             digits_ -= uint64_t{10} << place;
             if (place == 0) {
@@ -124,7 +124,7 @@ class item_reader_t {
     explicit item_reader_t(uint32_t first_index) : index_(first_index) {}
 
     // One item into `words`; gives the byte after it, or none.
-    const char *read(const char *p, uint32_t *words) {
+    [[gnu::always_inline]] const char *read(const char *p, uint32_t *words) {
         p = index_.match(before_index_.skip(p));
         if (!p)
             return nullptr;
