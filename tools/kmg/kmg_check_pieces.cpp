@@ -91,7 +91,6 @@ class piece_check_t {
     void check_skin();
     bool check_indices();
     void check_triangles();
-    void check_duplicates();
     void check_unused_vertices();
     void check_padding();
 

@@ -28,6 +28,11 @@ inline constexpr uint32_t kmg_max_influences = 4;         // bones per vertex
 inline constexpr uint32_t kmg_max_uv_channels = 8;
 inline constexpr uint32_t kmg_section_alignment = 4;
 
+// What a section, or the index data of a piece, of so many bytes takes in the file.
+constexpr uint64_t aligned_section_size(uint64_t bytes) {
+    return (bytes + kmg_section_alignment - 1) / kmg_section_alignment * kmg_section_alignment;
+}
+
 using kmg_float3_t = std::array<float, 3>;
 using kmg_float4_t = std::array<float, 4>;
 using kmg_matrix_t = std::array<float, 16>;

@@ -6,10 +6,6 @@ namespace kestrel {
 
 namespace {
 
-uint64_t rounded_up(uint64_t size) {
-    return (size + kmg_section_alignment - 1) / kmg_section_alignment * kmg_section_alignment;
-}
-
 // The record as the layout makes it has its fields where the file has other values: reports each of those.
 // All fields that the layout decides are u32.
 template <class R>
@@ -117,7 +113,7 @@ bool structure_check_t::check_sections() {
         end += size;
     };
     for (uint32_t *size : {&expected.string_pool_size, &expected.vertex_data_size, &expected.index_data_size})
-        *size = static_cast<uint32_t>(rounded_up(*size));
+        *size = static_cast<uint32_t>(aligned_section_size(*size));
     place_section(expected.bones_offset, uint64_t{header_.bone_count} * kmg_bone_data_t::size);
     place_section(expected.parts_offset, uint64_t{header_.part_count} * kmg_part_t::size);
     place_section(expected.locators_offset, uint64_t{header_.locator_count} * kmg_locator_t::size);
@@ -226,7 +222,7 @@ void structure_check_t::check_pieces() {
             !require_at_most(where, piece, piece.index_count, index_room))
             return;
         vertices_end += uint64_t{expected.vertex_stride} * piece.vertex_count;
-        indices_end += rounded_up(uint64_t{piece.index_count} * sizeof(uint16_t));
+        indices_end += aligned_section_size(uint64_t{piece.index_count} * sizeof(uint16_t));
     }
     const kmg_fault_t where{kmg_fault_code_t::section, kmg_record_kind_t::header};
     require_equal(where, header_, header_.vertex_data_size, vertices_end - header_.vertex_data_offset);

@@ -6,7 +6,6 @@
 #include "kcore/kutils/ufs/fs_copy.h"
 #include "kcore/kutils/ufs/mem_file.h"
 #include "kcore/messages/messages.h"
-#include "kcore/strings/string_local.h"
 #include "tools/conv/intermediate/parse_file.h"
 #include "tools/conv/kim2kmg/asset_path.h"
 #include "tools/conv/kim2kmg/discard_degenerated_triangles.h"
@@ -113,7 +112,7 @@ bool conversion_t::load_skeleton() {
 
 // The hash tells where the skeleton lies in the asset tree, not what is in it.
 void conversion_t::hash_skeleton(const file_t &file) {
-    string_local_t<256> resolved;
+    fs_path_t resolved;
     file.get_mount_path(resolved);
     if (resolve_parent_references(resolved))
         skeleton_->hash = city_hash_64(resolved.view());

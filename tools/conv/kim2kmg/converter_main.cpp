@@ -3,7 +3,6 @@
 #include "kcore/core/base_directory.h"
 #include "kcore/core/cdl.h"
 #include "kcore/messages/messages.h"
-#include "kcore/strings/string_local.h"
 #include "kcore/ufs/file_system.h"
 #include "kcore/ufs/rcfs_device.h"
 #include "tools/conv/kim2kmg/convert_file.h"
@@ -31,15 +30,13 @@ namespace {
 constexpr int bad_command_line = 1;
 constexpr size_t most_failures = 255; // what an exit status can hold
 
-using path_t = string_local_t<256>;
-
 // The asset tree that the command line names.
 struct tree_t {
-    path_t base;
-    path_t root; // with "/" between folders
+    fs_path_t base;
+    fs_path_t root; // with "/" between folders
 };
 
-bool find_root(path_t &root) {
+bool find_root(fs_path_t &root) {
     if (cdl_param("-root") < 0) {
         msg_error("missing root parameter");
         return false;
@@ -59,7 +56,7 @@ bool find_root(path_t &root) {
 bool find_tree(tree_t &tree) {
     if (!find_root(tree.root))
         return false;
-    path_t directory;
+    fs_path_t directory;
     // What does not fit is refused: the start of a path may well be a directory, but not the one that was
     // meant.
     if (!get_base_directory(tree.base) ||

@@ -2,6 +2,7 @@
 
 #include "kcore/messages/fatal.h"
 #include "tools/conv/kim2kmg/merge/joinable_pieces.h"
+#include "tools/kmg/kmg_format.h"
 
 #include <algorithm>
 
@@ -9,7 +10,6 @@ namespace kestrel {
 
 namespace {
 
-constexpr uint32_t most_vertices = 65535; // that the 16-bit indices of a geometry file can name
 constexpr uint32_t no_part = 0xFFFFFFFF;
 constexpr uint32_t absorbed = 0xFFFFFFFF; // as a piece's new position
 
@@ -153,10 +153,10 @@ bool join_pieces(kim_t &model, joinable_pieces_t &joinable) {
     bool any = false;
     array_dyn_t<uint32_t> others;
     for (uint32_t absorber = 0; absorber < model.pieces.size(); ++absorber) {
-        if (joinable.is_taken(absorber) || model.pieces[absorber]->vertex_count > most_vertices)
+        if (joinable.is_taken(absorber) || model.pieces[absorber]->vertex_count > kmg_max_piece_vertices)
             continue;
         others.clear();
-        uint32_t room = most_vertices - model.pieces[absorber]->vertex_count;
+        uint32_t room = kmg_max_piece_vertices - model.pieces[absorber]->vertex_count;
         for (uint32_t other = joinable.next(absorber, absorber, room); other != joinable_pieces_t::none;
              other = joinable.next(absorber, other, room)) {
             joinable.take(other);

@@ -4,8 +4,6 @@
 #include "kcore/strings/token.h"
 #include "tools/conv/kim2kmg/affine/affine_decomposition.h"
 
-#include <algorithm>
-
 namespace kestrel {
 
 namespace {

@@ -1,6 +1,7 @@
 #include "tools/conv/kim2kmg/writer/kmg_padding.h"
 
 #include "kcore/messages/messages.h"
+#include "tools/kmg/kmg_format.h"
 
 namespace kestrel {
 

@@ -92,7 +92,7 @@ static bool check_repetition(const kmg_writer_t &writer) {
 bool build_piece_order(kmg_writer_t &writer) {
     const auto &pieces = writer.model.pieces;
     if (!writer.piece_order.reserve(pieces.size()))
-        return writer.out_of_memory();
+        return out_of_memory(writer.model);
     size_t listed = 0;
     for (const kix_part_t *part : writer.model.parts) {
         for (const uint32_t position : part->pieces) {

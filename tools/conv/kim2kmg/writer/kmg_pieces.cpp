@@ -1,7 +1,6 @@
 #include "tools/conv/kim2kmg/writer/kmg_pieces.h"
 
 #include "tools/conv/kim2kmg/writer/bounds.h"
-#include "tools/conv/kim2kmg/writer/kmg_padding.h"
 #include "tools/conv/kim2kmg/writer/uv_channels.h"
 #include "tools/conv/kim2kmg/writer/vertex_tags.h"
 
@@ -79,11 +78,6 @@ bool grow_section(uint32_t &size, uint64_t bytes) {
     return true;
 }
 
-bool too_large(const kmg_writer_t &writer) {
-    msg_error("[kim2kmg] %s: the geometry takes more than 4 GiB", writer.source_name());
-    return false;
-}
-
 bool build_piece(kmg_writer_t &writer, const kix_piece_t &piece, kmg_piece_t &record) {
     if (!check_vertices(writer, piece) || !check_triangles(writer, piece))
         return false;
@@ -104,7 +98,7 @@ bool build_piece(kmg_writer_t &writer, const kix_piece_t &piece, kmg_piece_t &re
                          uint64_t{record.vertex_stride} * piece.vertex_count) &&
             grow_section(writer.header.index_data_size,
                          aligned_section_size(index_count * sizeof(uint16_t)))) ||
-           too_large(writer);
+           geometry_too_large(writer.model);
 }
 
 void relocate(uint32_t &offset, uint32_t section) {
@@ -129,7 +123,7 @@ bool relocate_pieces(kmg_writer_t &writer) {
     kmg_header_t &header = writer.header;
     const uint64_t index_data = uint64_t{header.vertex_data_offset} + header.vertex_data_size;
     if (index_data + header.index_data_size > largest_offset)
-        return too_large(writer);
+        return geometry_too_large(writer.model);
     header.index_data_offset = static_cast<uint32_t>(index_data);
     for (kmg_piece_t &record : writer.pieces) {
         for (uint32_t *offset : {&record.position_offset, &record.normal_offset, &record.uv_offset,

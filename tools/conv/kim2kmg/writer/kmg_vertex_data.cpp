@@ -131,11 +131,6 @@ void fill_vertices(const vertex_streams_t &streams, const kmg_piece_t &record, c
         fill.copy_influences();
 }
 
-bool index_data_failed(const file_t &destination) {
-    msg_error("[kim2kmg] %s: error writing index data", display_name_of(&destination).c_str());
-    return false;
-}
-
 } // namespace
 
 bool write_vertex_data(const kmg_writer_t &writer, const kix_piece_t &piece, const kmg_piece_t &record,
@@ -145,27 +140,23 @@ bool write_vertex_data(const kmg_writer_t &writer, const kix_piece_t &piece, con
         return false;
     array_dyn_t<std::byte> vertices;
     if (!vertices.resize(size_t{record.vertex_stride} * record.vertex_count))
-        return writer.out_of_memory();
+        return out_of_memory(writer.model);
     fill_vertices(streams, record, interleaver_t(vertices.items(), record, info));
-    if (!destination.write(vertices.items())) {
-        msg_error("[kim2kmg] %s: error writing piece attributes", display_name_of(&destination).c_str());
-        return false;
-    }
-    return true;
+    return destination.write(vertices.items()) || write_failed(destination, "piece attributes");
 }
 
 bool write_index_data(const kmg_writer_t &writer, const kix_piece_t &piece, const piece_info_t *info,
                       file_t &destination) {
     array_dyn_t<uint16_t> positions; // where each vertex of the piece went
     if (!positions.resize(piece.vertex_count))
-        return writer.out_of_memory();
+        return out_of_memory(writer.model);
     for (uint32_t i = 0; i < piece.vertex_count; ++i)
         positions.data()[info ? info->vertex_order[i].source : i] = static_cast<uint16_t>(i);
 
     array_dyn_t<std::byte> indices;
     const auto triangles = piece.triangles->items_as<triangle_t>();
     if (!indices.resize(triangles.size() * 3 * sizeof(uint16_t)))
-        return writer.out_of_memory();
+        return out_of_memory(writer.model);
     std::byte *place = indices.data();
     for (const triangle_t &triangle : triangles) {
         for (const uint32_t corner : triangle.corners) {
@@ -173,7 +164,7 @@ bool write_index_data(const kmg_writer_t &writer, const kix_piece_t &piece, cons
             place += sizeof(uint16_t);
         }
     }
-    return (destination.write(indices.items()) || index_data_failed(destination)) &&
+    return (destination.write(indices.items()) || write_failed(destination, "index data")) &&
            write_padding(indices.size(), destination);
 }
 

@@ -14,7 +14,7 @@ namespace {
 bool build_string_pool(kmg_writer_t &writer) {
     for (const kim_locator_t *locator : writer.model.locators)
         if (!locator->hookup.empty() && !writer.string_pool.add(locator->hookup.view()))
-            return writer.out_of_memory();
+            return out_of_memory(writer.model);
     return true;
 }
 
@@ -44,9 +44,7 @@ bool build_header(kmg_writer_t &writer) {
     place(header.string_pool_offset, pool_size);
     place(header.vertex_data_offset, 0);
     header.string_pool_size = static_cast<uint32_t>(pool_size);
-    if (!fits)
-        msg_error("[kim2kmg] %s: the geometry takes more than 4 GiB", writer.source_name());
-    return fits;
+    return fits || geometry_too_large(writer.model);
 }
 
 bool check_limits(const kmg_writer_t &writer) {
@@ -67,7 +65,7 @@ bool size_records(kmg_writer_t &writer) {
     return (writer.bones.resize(header.bone_count) && writer.parts.resize(header.part_count) &&
             writer.locators.resize(header.locator_count) && writer.pieces.resize(header.piece_count) &&
             writer.piece_infos.resize(header.piece_count)) ||
-           writer.out_of_memory();
+           out_of_memory(writer.model);
 }
 
 void build_bounds(kmg_writer_t &writer) {
@@ -91,27 +89,22 @@ bool build(kmg_writer_t &writer) {
     return build_pieces(writer) && relocate_pieces(writer);
 }
 
-bool failed(const file_t &destination, const char *section) {
-    msg_error("[kim2kmg] %s: error writing %s", display_name_of(&destination).c_str(), section);
-    return false;
-}
-
 template <class R>
 bool write_records(const kmg_writer_t &writer, std::span<const R> records, const char *section,
                    file_t &destination) {
     array_dyn_t<std::byte> bytes;
     if (!bytes.resize(records.size() * R::size))
-        return writer.out_of_memory();
+        return out_of_memory(writer.model);
     for (size_t i = 0; i < records.size(); ++i)
         pack(records[i], bytes.items().subspan(i * R::size).template first<R::size>());
-    return destination.write(bytes.items()) || failed(destination, section);
+    return destination.write(bytes.items()) || write_failed(destination, section);
 }
 
 bool write_string_pool(const kmg_writer_t &writer, file_t &destination) {
     for (const std::string_view text : writer.string_pool.texts())
         // With the NUL that follows each text where it comes from.
         if (!destination.write(std::as_bytes(std::span(text.data(), text.size() + 1))))
-            return failed(destination, "string pool data");
+            return write_failed(destination, "string pool data");
     return write_padding(writer.string_pool.length(), destination);
 }
 

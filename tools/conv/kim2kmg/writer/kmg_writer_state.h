@@ -10,6 +10,7 @@
 #include "tools/conv/intermediate/kis_model.h"
 #include "tools/conv/kim2kmg/writer/piece_skinning.h"
 #include "tools/conv/kim2kmg/writer/string_bag.h"
+#include "tools/conv/kim2kmg/writer/writer_errors.h"
 #include "tools/kmg/kmg_format.h"
 
 namespace kestrel {
@@ -33,10 +34,6 @@ struct kmg_writer_t {
     bool has_bones() const { return header.bone_count != 0; }
     // Names the model in messages.
     const char *source_name() const { return model.source_name.c_str(); }
-    bool out_of_memory() const {
-        msg_error("[kim2kmg] %s: memory exhausted", source_name());
-        return false;
-    }
 };
 
 } // namespace kestrel

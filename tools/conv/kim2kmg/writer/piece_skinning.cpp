@@ -3,6 +3,7 @@
 #include "kcore/collections/sort.h"
 #include "kcore/messages/messages.h"
 #include "tools/conv/kim2kmg/writer/skin_selection.h"
+#include "tools/conv/kim2kmg/writer/writer_errors.h"
 
 #include <bit>
 #include <cstring>
@@ -13,15 +14,10 @@ static constexpr uint32_t suspicious_weight_count = 16;
 // They are repeated for every piece, which a large model could make into terabytes.
 static constexpr uint32_t most_heavy_item_lines = 65536;
 
-bool skin_binding_t::out_of_memory() const {
-    msg_error("[kim2kmg] %s: memory exhausted", model_->source_name.c_str());
-    return false;
-}
-
 bool skin_binding_t::build(const kim_t &model, const kis_t *skeleton) {
     model_ = &model;
     if (!select_skin(model, made_skin_, skin_))
-        return out_of_memory();
+        return out_of_memory(*model_);
     if (!skeleton)
         skin_ = nullptr;
     if (!skin_)
@@ -29,7 +25,7 @@ bool skin_binding_t::build(const kim_t &model, const kis_t *skeleton) {
     if (!build_bone_map(*skeleton) || !check_weights())
         return false;
     if (!clones_.build(*skin_, model.pieces.items()) || !item_influences_.resize(skin_->items().size()))
-        return out_of_memory();
+        return out_of_memory(*model_);
     return true;
 }
 
@@ -42,7 +38,7 @@ bool skin_binding_t::build_bone_map(const kis_t &skeleton) {
             return false;
         }
         if (!bone_map_.push_back(*bone))
-            return out_of_memory();
+            return out_of_memory(*model_);
     }
     return true;
 }
@@ -59,7 +55,7 @@ bool skin_binding_t::check_weights() {
             }
         }
         if (item.weights_added > suspicious_weight_count && !heavy_items_.push_back(number))
-            return out_of_memory();
+            return out_of_memory(*model_);
         ++number;
     }
     return true;
@@ -170,7 +166,7 @@ bool skin_binding_t::collect_sets(const kix_piece_t &piece, std::span<const uint
     set_slots_.clear();
     if (!order_.reserve(piece.vertex_count) ||
         !set_slots_.resize(std::bit_ceil(size_t{2} * piece.vertex_count), free_slot))
-        return out_of_memory();
+        return out_of_memory(*model_);
     for (uint32_t vertex = 0; vertex < piece.vertex_count; ++vertex) {
         const influence_quality_t quality = influences_of(items[vertex]);
         if (quality == influence_quality_t::none) {
@@ -178,12 +174,12 @@ bool skin_binding_t::collect_sets(const kix_piece_t &piece, std::span<const uint
             return false;
         }
         if (quality == influence_quality_t::no_memory)
-            return out_of_memory();
+            return out_of_memory(*model_);
         decimated |= quality == influence_quality_t::decimated;
         const uint32_t set =
             number_of(item_influences_[items[vertex]].set, info.influence_sets, set_slots_.items());
         if (set == free_slot)
-            return out_of_memory();
+            return out_of_memory(*model_);
         order_.push_back({vertex, set});
     }
     if (decimated)
@@ -198,7 +194,7 @@ bool skin_binding_t::order_vertices(piece_info_t &info) {
         return a.set < b.set ? -1 : static_cast<int32_t>(a.set > b.set);
     };
     if (!sort_records(order_.items(), by_set) || !info.vertex_order.reserve(order_.size()))
-        return out_of_memory();
+        return out_of_memory(*model_);
     for (const ordering_t &entry : order_)
         info.vertex_order.push_back(
             {static_cast<uint16_t>(entry.source_vertex), static_cast<uint16_t>(entry.set)});

@@ -34,7 +34,6 @@ class skin_binding_t {
     bool skin_piece(const kix_piece_t &piece, piece_info_t &info);
 
   private:
-    bool out_of_memory() const;
     bool build_bone_map(const kis_t &skeleton);
     bool check_weights();
     void warn_of_heavy_items();
