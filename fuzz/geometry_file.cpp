@@ -2,7 +2,7 @@
 
 #include "fuzz/check.h"
 #include "fuzz/target.h"
-#include "tools/kmg/gltf_export.h"
+#include "tools/gltf/gltf_export.h"
 #include "tools/kmg/kmg_check.h"
 #include "tools/kmg/kmg_csv.h"
 #include "tools/kmg/kmg_json.h"

@@ -1,4 +1,4 @@
-#include "tools/kmg/gltf_bone.h"
+#include "tools/gltf/gltf_bone.h"
 
 #include "tools/kmg/affine.h"
 

@@ -1,7 +1,7 @@
-#include "tools/kmg/gltf_export.h"
+#include "tools/gltf/gltf_export.h"
 
-#include "tools/kmg/gltf_bone.h"
-#include "tools/kmg/gltf_vertices.h"
+#include "tools/gltf/gltf_bone.h"
+#include "tools/gltf/gltf_vertices.h"
 #include "tools/kmg/kmg_text.h"
 #include "tools/kmg/token_text.h"
 

@@ -4,7 +4,7 @@
 #include "kcore/messages/messages.h"
 #include "tools/kmg/command_line.h"
 #include "tools/kmg/file_bytes.h"
-#include "tools/kmg/gltf_export.h"
+#include "tools/gltf/gltf_export.h"
 #include "tools/kmg/kmg_check.h"
 
 #include <filesystem>

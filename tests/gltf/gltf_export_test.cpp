@@ -1,11 +1,11 @@
-#include "tools/kmg/gltf_export.h"
+#include "tools/gltf/gltf_export.h"
 
-#include "tests/kmg/glb_file.h"
+#include "tests/gltf/glb_file.h"
 #include "tests/kmg/kmg_builder.h"
 #include "tests/support/converted_model.h"
 #include "tools/kmg/affine.h"
-#include "tools/kmg/gltf_bone.h"
-#include "tools/kmg/gltf_vertices.h"
+#include "tools/gltf/gltf_bone.h"
+#include "tools/gltf/gltf_vertices.h"
 
 #include <gtest/gtest.h>
 #include <numeric>

@@ -1,4 +1,4 @@
-#include "tools/kmg/gltf_vertices.h"
+#include "tools/gltf/gltf_vertices.h"
 
 #include "tools/kmg/affine.h"
 
