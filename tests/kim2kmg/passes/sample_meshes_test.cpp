@@ -1,4 +1,4 @@
-#include "tools/conv/kim2kmg/optimize_for_vertex_cache.h"
+#include "tools/conv/kim2kmg/passes/passes.h"
 
 #include "tests/support/captured_messages.h"
 #include "tests/support/padded_text.h"

@@ -14,8 +14,8 @@
 // tags in place of the repeated ones; it looks through the pieces that have the rarest of its streams.
 
 #include "tools/conv/intermediate/kim_model.h"
-#include "tools/conv/kim2kmg/merge/next_fit.h"
-#include "tools/conv/kim2kmg/merge/stream_layouts.h"
+#include "tools/conv/kim2kmg/passes/next_fit.h"
+#include "tools/conv/kim2kmg/passes/stream_layouts.h"
 
 namespace kestrel {
 

@@ -8,7 +8,7 @@
 // heap beside. An entry counts as long as its triangle remains with that score: is_current(triangle, score)
 // tells.
 
-#include "tools/conv/kim2kmg/vertex_cache/late_heap.h"
+#include "tools/conv/kim2kmg/passes/late_heap.h"
 
 #include <bit>
 

@@ -7,7 +7,7 @@
 // as bytes. A vertex that no skin item lists is only equal to others of that kind.
 
 #include "tools/conv/intermediate/kim_model.h"
-#include "tools/conv/kim2kmg/vertex_cache/index_table.h"
+#include "tools/conv/kim2kmg/passes/index_table.h"
 
 namespace kestrel {
 

@@ -1,4 +1,4 @@
-#include "tests/kim2kmg/vertex_cache/literal_vertex_cache.h"
+#include "tests/kim2kmg/passes/literal_vertex_cache.h"
 
 #include <algorithm>
 #include <cmath>

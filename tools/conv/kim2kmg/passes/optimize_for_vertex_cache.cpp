@@ -1,9 +1,9 @@
-#include "tools/conv/kim2kmg/optimize_for_vertex_cache.h"
+#include "tools/conv/kim2kmg/passes/passes.h"
 
 #include "kcore/messages/messages.h"
-#include "tools/conv/kim2kmg/vertex_cache/piece_rewrite.h"
-#include "tools/conv/kim2kmg/vertex_cache/unique_vertices.h"
-#include "tools/conv/kim2kmg/vertex_cache/vertex_cache_order.h"
+#include "tools/conv/kim2kmg/passes/piece_rewrite.h"
+#include "tools/conv/kim2kmg/passes/unique_vertices.h"
+#include "tools/conv/kim2kmg/passes/vertex_cache_order.h"
 
 #include <algorithm>
 

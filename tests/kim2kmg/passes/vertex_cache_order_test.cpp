@@ -1,4 +1,4 @@
-#include "tools/conv/kim2kmg/vertex_cache/vertex_cache_order.h"
+#include "tools/conv/kim2kmg/passes/vertex_cache_order.h"
 
 #include "tests/support/random_mesh.h"
 

@@ -1,8 +1,8 @@
-#include "tools/conv/kim2kmg/discard_degenerated_triangles.h"
+#include "tools/conv/kim2kmg/passes/passes.h"
 
 #include "tests/support/captured_messages.h"
 #include "tests/support/plain_model.h"
-#include "tools/conv/kim2kmg/triangle_area.h"
+#include "tools/conv/kim2kmg/passes/triangle_area.h"
 
 #include <gtest/gtest.h>
 

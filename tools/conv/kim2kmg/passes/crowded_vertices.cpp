@@ -1,4 +1,4 @@
-#include "tools/conv/kim2kmg/vertex_cache/crowded_vertices.h"
+#include "tools/conv/kim2kmg/passes/crowded_vertices.h"
 
 namespace kestrel {
 

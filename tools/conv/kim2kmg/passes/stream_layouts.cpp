@@ -1,4 +1,4 @@
-#include "tools/conv/kim2kmg/merge/stream_layouts.h"
+#include "tools/conv/kim2kmg/passes/stream_layouts.h"
 
 #include <algorithm>
 

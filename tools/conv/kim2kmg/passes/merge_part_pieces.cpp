@@ -1,7 +1,7 @@
-#include "tools/conv/kim2kmg/merge_part_pieces.h"
+#include "tools/conv/kim2kmg/passes/passes.h"
 
 #include "kcore/messages/fatal.h"
-#include "tools/conv/kim2kmg/merge/joinable_pieces.h"
+#include "tools/conv/kim2kmg/passes/joinable_pieces.h"
 #include "tools/kmg/kmg_format.h"
 
 #include <algorithm>

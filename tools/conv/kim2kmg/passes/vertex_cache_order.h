@@ -12,10 +12,10 @@
 // them is emitted, whose place the last one takes. Scores are single precision throughout, so every processor
 // gives the same order.
 
-#include "tools/conv/kim2kmg/vertex_cache/crowded_vertices.h"
-#include "tools/conv/kim2kmg/vertex_cache/remaining_triangles.h"
-#include "tools/conv/kim2kmg/vertex_cache/scored_mesh.h"
-#include "tools/conv/kim2kmg/vertex_cache/vertex_scores.h"
+#include "tools/conv/kim2kmg/passes/crowded_vertices.h"
+#include "tools/conv/kim2kmg/passes/remaining_triangles.h"
+#include "tools/conv/kim2kmg/passes/scored_mesh.h"
+#include "tools/conv/kim2kmg/passes/vertex_scores.h"
 
 namespace kestrel {
 

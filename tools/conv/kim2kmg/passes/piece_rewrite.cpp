@@ -1,4 +1,4 @@
-#include "tools/conv/kim2kmg/vertex_cache/piece_rewrite.h"
+#include "tools/conv/kim2kmg/passes/piece_rewrite.h"
 
 #include <algorithm>
 

@@ -1,4 +1,4 @@
-#include "tools/conv/kim2kmg/vertex_cache/unique_vertices.h"
+#include "tools/conv/kim2kmg/passes/unique_vertices.h"
 
 #include <cmath>
 

@@ -1,6 +1,6 @@
-#include "tools/conv/kim2kmg/merge_part_pieces.h"
+#include "tools/conv/kim2kmg/passes/passes.h"
 
-#include "tests/kim2kmg/merge/literal_merge.h"
+#include "tests/kim2kmg/passes/literal_merge.h"
 #include "tests/support/captured_messages.h"
 #include "tests/support/random_mesh.h"
 

@@ -1,4 +1,4 @@
-#include "tools/conv/kim2kmg/vertex_cache/scored_mesh.h"
+#include "tools/conv/kim2kmg/passes/scored_mesh.h"
 
 namespace kestrel {
 

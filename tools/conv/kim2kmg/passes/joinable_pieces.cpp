@@ -1,4 +1,4 @@
-#include "tools/conv/kim2kmg/merge/joinable_pieces.h"
+#include "tools/conv/kim2kmg/passes/joinable_pieces.h"
 
 #include <algorithm>
 #include <tuple>

@@ -15,9 +15,9 @@
 // Where the sorts are not few, or memory for them cannot be had, grouping fails, and the work has to be begun
 // again without it: the order is the same, it only takes longer.
 
-#include "tools/conv/kim2kmg/vertex_cache/index_table.h"
-#include "tools/conv/kim2kmg/vertex_cache/late_heap.h"
-#include "tools/conv/kim2kmg/vertex_cache/scored_mesh.h"
+#include "tools/conv/kim2kmg/passes/index_table.h"
+#include "tools/conv/kim2kmg/passes/late_heap.h"
+#include "tools/conv/kim2kmg/passes/scored_mesh.h"
 
 namespace kestrel {
 

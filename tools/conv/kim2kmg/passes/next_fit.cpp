@@ -1,4 +1,4 @@
-#include "tools/conv/kim2kmg/merge/next_fit.h"
+#include "tools/conv/kim2kmg/passes/next_fit.h"
 
 #include <algorithm>
 #include <bit>

@@ -1,6 +1,6 @@
-#include "tools/conv/kim2kmg/optimize_for_vertex_cache.h"
+#include "tools/conv/kim2kmg/passes/passes.h"
 
-#include "tests/kim2kmg/vertex_cache/literal_vertex_cache.h"
+#include "tests/kim2kmg/passes/literal_vertex_cache.h"
 #include "tests/support/captured_messages.h"
 #include "tests/support/random_mesh.h"
 
