@@ -179,8 +179,7 @@ digest_t vertex_orders() {
             const uint32_t step = 1 + inputs.below((vertex_count - 1) / 2);
             triangle = {{first, (first + step) % vertex_count, (first + 2 * step) % vertex_count}};
         }
-        order.run(triangles, vertex_count);
-        for (const uint32_t triangle : order.order())
+        for (const uint32_t triangle : order.run(triangles, vertex_count))
             digest.add(triangle);
     }
     return digest;

@@ -21,25 +21,24 @@ inline uint64_t mix_hash(uint64_t hash, uint64_t word) {
 
 class index_table_t {
   public:
-    // Empties the table and makes room for `count` different things. False when memory cannot be had.
-    bool reset(size_t count) {
+    // Empties the table and makes room for `count` different things, at most three quarters of 2^32.
+    void reset(size_t count) {
+        const size_t slot_count = std::bit_ceil(std::max<size_t>(count + count / 3 + 1, 16));
+        shift_ = 32 - std::countr_zero(slot_count);
         slots_.clear();
-        return resize(count);
+        slots_.resize(slot_count, slot_t{0, none});
     }
 
-    // Makes room for `count` things including those that are there. False, changing nothing, when memory
-    // cannot be had.
-    bool reserve(size_t count) {
+    // Makes room for `count` things including those that are there.
+    void reserve(size_t count) {
         if (count + count / 3 < slots_.size())
-            return true;
+            return;
         index_table_t grown;
-        if (!grown.reset(2 * count))
-            return false;
+        grown.reset(2 * count);
         for (const slot_t &slot : slots_)
             if (slot.number != none)
                 grown.slots_[grown.free_slot(slot.tag)] = slot;
         *this = std::move(grown);
-        return true;
     }
 
     // The number of the first thing of this kind, `number` itself when there was none; equal(n) tells whether
@@ -66,12 +65,6 @@ class index_table_t {
         uint32_t tag;
         uint32_t number;
     };
-
-    bool resize(size_t count) {
-        const size_t slot_count = std::bit_ceil(std::max<size_t>(count + count / 3 + 1, 16));
-        shift_ = 32 - std::countr_zero(slot_count);
-        return shift_ >= 0 && slots_.resize(slot_count, slot_t{0, none});
-    }
 
     size_t free_slot(uint32_t tag) const {
         size_t i = tag >> shift_;

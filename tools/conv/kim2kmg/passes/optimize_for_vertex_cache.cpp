@@ -1,7 +1,5 @@
-#include "tools/conv/kim2kmg/passes/passes.h"
-
 #include "kcore/messages/messages.h"
-#include "tools/conv/kim2kmg/passes/piece_rewrite.h"
+#include "tools/conv/kim2kmg/passes/passes.h"
 #include "tools/conv/kim2kmg/passes/unique_vertices.h"
 #include "tools/conv/kim2kmg/passes/vertex_cache_order.h"
 
@@ -10,6 +8,139 @@
 namespace kestrel {
 
 namespace {
+
+constexpr uint32_t no_number = 0xFFFFFFFF;
+
+// Rewrites a piece so that its triangles come in a given order and its vertices in the order in which those
+// triangles first use them. Vertices that no triangle uses are dropped.
+class piece_rewrite_t {
+  public:
+    // Takes all working memory, so that a piece is rewritten whole or not at all.
+    void prepare(const kix_piece_t &piece, const kim_piece_skin_t *skin, size_t unique_count);
+
+    // `triangles` name unique vertices, of which `first_vertices` holds the number in the piece; `order`
+    // holds numbers of triangles. Changes the piece and the skin that were prepared.
+    void run(kix_piece_t &piece, kim_piece_skin_t *skin, std::span<const triangle_t> triangles,
+             std::span<const uint32_t> order, std::span<const uint32_t> first_vertices);
+
+  private:
+    void rewrite_triangles(kix_piece_t &piece, std::span<const triangle_t> triangles,
+                           std::span<const uint32_t> order, std::span<const uint32_t> first_vertices);
+    void reorder_stream_items(kix_stream_t &stream);
+    void remap_piece_skin(kim_piece_skin_t &skin);
+
+    array_dyn_t<uint32_t> new_numbers_;  // of each unique vertex
+    array_dyn_t<uint32_t> old_vertices_; // of each new number, the vertex in the piece as it was
+    array_dyn_t<std::byte> items_;       // of one stream
+    array_dyn_t<uint32_t> skin_numbers_; // new number of each vertex in the skin's table
+};
+
+void piece_rewrite_t::prepare(const kix_piece_t &piece, const kim_piece_skin_t *skin, size_t unique_count) {
+    size_t stream_bytes = 0;
+    for (const kix_stream_t *stream : piece.streams)
+        stream_bytes = std::max(stream_bytes, stream->item_size() * unique_count);
+    new_numbers_.clear();
+    new_numbers_.resize(unique_count, no_number);
+    old_vertices_.clear();
+    old_vertices_.reserve(unique_count);
+    items_.reserve(stream_bytes);
+    skin_numbers_.clear();
+    skin_numbers_.resize(skin ? skin->vertex_indices.size() : 0, no_number);
+}
+
+void piece_rewrite_t::run(kix_piece_t &piece, kim_piece_skin_t *skin, std::span<const triangle_t> triangles,
+                          std::span<const uint32_t> order, std::span<const uint32_t> first_vertices) {
+    rewrite_triangles(piece, triangles, order, first_vertices);
+    for (kix_stream_t *stream : piece.streams)
+        reorder_stream_items(*stream);
+    piece.vertex_count = static_cast<uint32_t>(old_vertices_.size());
+    if (skin)
+        remap_piece_skin(*skin);
+}
+
+void piece_rewrite_t::rewrite_triangles(kix_piece_t &piece, std::span<const triangle_t> triangles,
+                                        std::span<const uint32_t> order,
+                                        std::span<const uint32_t> first_vertices) {
+    triangle_t *rewritten = piece.triangles->items_as<triangle_t>().data();
+    for (const uint32_t t : order) {
+        for (int k = 0; k < 3; ++k) {
+            const uint32_t vertex = triangles[t].corners[k];
+            uint32_t &number = new_numbers_[vertex];
+            if (number == no_number) {
+                number = static_cast<uint32_t>(old_vertices_.size());
+                old_vertices_.push_back(first_vertices[vertex]);
+            }
+            rewritten->corners[k] = number;
+        }
+        ++rewritten;
+    }
+    piece.triangles->truncate(static_cast<uint32_t>(order.size()));
+    piece.triangle_count = piece.triangles->count();
+}
+
+template <size_t item_size>
+void gather_items(std::byte *to, const std::byte *from, std::span<const uint32_t> vertices) {
+    for (const uint32_t vertex : vertices) {
+        std::memcpy(to, from + vertex * item_size, item_size);
+        to += item_size;
+    }
+}
+
+void piece_rewrite_t::reorder_stream_items(kix_stream_t &stream) {
+    const auto gather = [&] {
+        switch (stream.item_size()) {
+        case 4:
+            return gather_items<4>;
+        case 8:
+            return gather_items<8>;
+        case 12:
+            return gather_items<12>;
+        case 16:
+            return gather_items<16>;
+        case 20:
+            return gather_items<20>;
+        case 24:
+            return gather_items<24>;
+        case 64:
+            return gather_items<64>;
+        default:
+            return gather_items<max_item_size>;
+        }
+    }();
+    gather(items_.data(), stream.bytes().data(), old_vertices_.items());
+    const auto vertex_count = static_cast<uint32_t>(old_vertices_.size());
+    std::memcpy(stream.bytes().data(), items_.data(), vertex_count * stream.item_size());
+    stream.truncate(vertex_count);
+}
+
+// Items, weights and vertex indices lie one after the other, so what is kept moves down in place.
+void piece_rewrite_t::remap_piece_skin(kim_piece_skin_t &skin) {
+    for (uint32_t number = 0; number < old_vertices_.size(); ++number)
+        if (old_vertices_[number] < skin_numbers_.size())
+            skin_numbers_[old_vertices_[number]] = number;
+    uint32_t items = 0, weights = 0, vertex_indices = 0; // kept so far
+    for (kim_piece_skin_item_t item : skin.items) {
+        const uint32_t first_vertex_index = vertex_indices;
+        for (const uint32_t vertex :
+             skin.vertex_indices.items().subspan(item.first_vertex_index, item.vertex_index_count))
+            if (const uint32_t number = skin_numbers_[vertex]; number != no_number)
+                skin.vertex_indices[vertex_indices++] = number;
+        if (vertex_indices == first_vertex_index)
+            continue;
+        for (uint32_t i = 0; i < item.weight_count; ++i)
+            skin.weights[weights + i] = skin.weights[item.first_weight + i];
+        item.item_index = items;
+        item.first_weight = weights;
+        item.first_vertex_index = first_vertex_index;
+        item.vertex_index_count = vertex_indices - first_vertex_index;
+        weights += item.weight_count;
+        skin.items[items++] = item;
+    }
+    skin.items.shrink(items);
+    skin.weights.shrink(weights);
+    skin.vertex_indices.shrink(vertex_indices);
+    skin.vertex_items.clear();
+}
 
 // Working memory is kept from piece to piece.
 class vertex_cache_pass_t {
@@ -20,7 +151,7 @@ class vertex_cache_pass_t {
 
   private:
     void optimize_piece(kix_piece_t &piece, kim_piece_skin_t *skin);
-    bool map_triangles(std::span<const triangle_t> triangles);
+    void map_triangles(std::span<const triangle_t> triangles);
     void report(uint32_t number, uint32_t old_vertex_count, uint32_t old_triangle_count) const;
 
     kim_t &model_;
@@ -32,6 +163,18 @@ class vertex_cache_pass_t {
     array_dyn_t<float3_t> merge_positions_;
 };
 
+void vertex_cache_pass_t::run_piece(uint32_t number) {
+    kix_piece_t &piece = *model_.pieces[number];
+    const uint32_t vertex_count = piece.vertex_count;
+    const uint32_t triangle_count = piece.triangle_count;
+    try {
+        optimize_piece(piece, model_.piece_skins.empty() ? nullptr : model_.piece_skins[number]);
+    } catch (const std::bad_alloc &) {
+        return; // the piece is as it was
+    }
+    report(number, vertex_count, triangle_count);
+}
+
 // Whether every triangle and the skin's table fit the piece's vertices.
 bool names_its_own_vertices(const kix_piece_t &piece, const kim_piece_skin_t *skin) {
     uint32_t highest = 0;
@@ -41,36 +184,26 @@ bool names_its_own_vertices(const kix_piece_t &piece, const kim_piece_skin_t *sk
     return highest < piece.vertex_count && (!skin || skin->vertex_items.size() >= piece.vertex_count);
 }
 
-void vertex_cache_pass_t::run_piece(uint32_t number) {
-    kix_piece_t &piece = *model_.pieces[number];
-    const uint32_t vertex_count = piece.vertex_count;
-    const uint32_t triangle_count = piece.triangle_count;
-    merge_positions_.clear();
-    optimize_piece(piece, model_.piece_skins.empty() ? nullptr : model_.piece_skins[number]);
-    report(number, vertex_count, triangle_count);
-}
-
 void vertex_cache_pass_t::optimize_piece(kix_piece_t &piece, kim_piece_skin_t *skin) {
+    merge_positions_.clear();
     if (piece.streams.empty() || piece.vertex_count == 0 || piece.triangle_count == 0 ||
-        !names_its_own_vertices(piece, skin))
+        piece.triangle_count > scored_mesh_t::most_triangles || !names_its_own_vertices(piece, skin))
         return;
-    if (!unique_.collect(piece, skin) || !map_triangles(piece.triangles->items_as<triangle_t>()))
-        return;
+    unique_.collect(piece, skin);
+    map_triangles(piece.triangles->items_as<triangle_t>());
     const auto first_vertices = unique_.first_vertices();
-    if (!order_.run(triangles_.items(), static_cast<uint32_t>(first_vertices.size())) ||
-        !rewrite_.prepare(piece, skin, first_vertices.size()))
-        return;
-    if (verbose_ && !list_merge_positions(piece, unique_, merge_positions_))
-        return;
-    rewrite_.run(piece, skin, triangles_.items(), order_.order(), first_vertices);
+    const auto order = order_.run(triangles_.items(), static_cast<uint32_t>(first_vertices.size()));
+    rewrite_.prepare(piece, skin, first_vertices.size());
+    if (verbose_)
+        list_merge_positions(piece, unique_, merge_positions_);
+    rewrite_.run(piece, skin, triangles_.items(), order, first_vertices);
 }
 
 // Corners become unique vertices; triangles of fewer than three of them are left out.
-bool vertex_cache_pass_t::map_triangles(std::span<const triangle_t> triangles) {
+void vertex_cache_pass_t::map_triangles(std::span<const triangle_t> triangles) {
     const auto numbers = unique_.numbers();
     triangles_.clear();
-    if (!triangles_.reserve(triangles.size()))
-        return false;
+    triangles_.reserve(triangles.size());
     for (const triangle_t &triangle : triangles) {
         const uint32_t a = numbers[triangle.corners[0]];
         const uint32_t b = numbers[triangle.corners[1]];
@@ -78,7 +211,6 @@ bool vertex_cache_pass_t::map_triangles(std::span<const triangle_t> triangles) {
         if (a != b && b != c && c != a)
             triangles_.push_back({{a, b, c}});
     }
-    return true;
 }
 
 void vertex_cache_pass_t::report(uint32_t number, uint32_t old_vertex_count,

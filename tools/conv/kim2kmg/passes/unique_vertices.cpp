@@ -96,21 +96,19 @@ bool is_new(const float3_t &p, std::span<const float3_t> list, index_table_t &li
 
 } // namespace
 
-bool unique_vertices_t::collect(const kix_piece_t &piece, const kim_piece_skin_t *skin) {
+void unique_vertices_t::collect(const kix_piece_t &piece, const kim_piece_skin_t *skin) {
     skin_classes_.clear();
-    if (skin && !classify_skin(*skin, piece.vertex_count))
-        return false;
-    hashes_.clear();
-    if (!hashes_.resize(piece.vertex_count))
-        return false;
+    if (skin)
+        classify_skin(*skin, piece.vertex_count);
     hash_vertices(piece);
-    return number_vertices(piece);
+    number_vertices(piece);
 }
 
-bool unique_vertices_t::classify_skin(const kim_piece_skin_t &skin, uint32_t vertex_count) {
+void unique_vertices_t::classify_skin(const kim_piece_skin_t &skin, uint32_t vertex_count) {
     const auto item_count = static_cast<uint32_t>(skin.items.size());
-    if (!item_classes_.resize(item_count) || !skin_classes_.resize(vertex_count) || !table_.reset(item_count))
-        return false;
+    item_classes_.resize(item_count);
+    skin_classes_.resize(vertex_count);
+    table_.reset(item_count);
     for (uint32_t item = 0; item < item_count; ++item) {
         const auto weights = weights_of(skin, item);
         if (has_nan(weights)) { // equal to nothing: the table would only grow long rows of them
@@ -125,10 +123,11 @@ bool unique_vertices_t::classify_skin(const kim_piece_skin_t &skin, uint32_t ver
         const uint32_t item = skin.vertex_items[v];
         skin_classes_[v] = item < item_count ? item_classes_[item] : item;
     }
-    return true;
 }
 
 void unique_vertices_t::hash_vertices(const kix_piece_t &piece) {
+    hashes_.clear();
+    hashes_.resize(piece.vertex_count);
     for (const kix_stream_t *stream : piece.streams)
         hash_stream(*stream, hashes_.items());
     for (size_t v = 0; v < skin_classes_.size(); ++v)
@@ -137,11 +136,12 @@ void unique_vertices_t::hash_vertices(const kix_piece_t &piece) {
         hash = mix_hash(hash, 0);
 }
 
-bool unique_vertices_t::number_vertices(const kix_piece_t &piece) {
+void unique_vertices_t::number_vertices(const kix_piece_t &piece) {
     const uint32_t count = piece.vertex_count;
+    table_.reset(count);
+    numbers_.resize(count);
     first_vertices_.clear();
-    if (!table_.reset(count) || !numbers_.resize(count) || !first_vertices_.reserve(count))
-        return false;
+    first_vertices_.reserve(count);
     for (uint32_t v = 0; v < count; ++v) {
         const uint32_t first = table_.find_or_add(hashes_[v], v, [&](uint32_t other) {
             return (skin_classes_.empty() || skin_classes_[other] == skin_classes_[v]) &&
@@ -154,27 +154,24 @@ bool unique_vertices_t::number_vertices(const kix_piece_t &piece) {
             numbers_[v] = numbers_[first];
         }
     }
-    return true;
 }
 
-bool list_merge_positions(const kix_piece_t &piece, const unique_vertices_t &unique,
+void list_merge_positions(const kix_piece_t &piece, const unique_vertices_t &unique,
                           array_t<float3_t> &positions) {
     const kix_stream_t *const stream = piece.find_stream(position_tag);
     if (!stream || stream->item_size() < sizeof(float3_t))
-        return true;
+        return;
     const auto vertex_count = static_cast<uint32_t>(unique.numbers().size());
     index_table_t listed;
-    if (!listed.reset(vertex_count))
-        return false;
+    listed.reset(vertex_count);
     for (uint32_t v = 0; v < vertex_count; ++v) {
-        if (unique.first_vertex_like(v) == v)
+        if (unique.first_vertices()[unique.numbers()[v]] == v)
             continue;
         float3_t position;
         std::memcpy(&position, stream->item(v).data(), sizeof(position));
-        if (is_new(position, positions.items(), listed) && !positions.push_back(position))
-            return false;
+        if (is_new(position, positions.items(), listed))
+            positions.push_back(position);
     }
-    return true;
 }
 
 } // namespace kestrel

@@ -14,20 +14,18 @@ namespace kestrel {
 class unique_vertices_t {
   public:
     // Of a piece whose streams all hold its vertex count, and whose skin, if any, has a vertex item for each
-    // vertex. False when working memory cannot be had. Results last until the next call.
-    bool collect(const kix_piece_t &piece, const kim_piece_skin_t *skin);
+    // vertex. Results last until the next call.
+    void collect(const kix_piece_t &piece, const kim_piece_skin_t *skin);
 
     // For every vertex the number of its unique vertex; numbers ascend in order of first occurrence.
     std::span<const uint32_t> numbers() const { return numbers_.items(); }
     // For every unique vertex the first vertex that looks like it.
     std::span<const uint32_t> first_vertices() const { return first_vertices_.items(); }
 
-    uint32_t first_vertex_like(uint32_t vertex) const { return first_vertices_[numbers_[vertex]]; }
-
   private:
-    bool classify_skin(const kim_piece_skin_t &skin, uint32_t vertex_count);
+    void classify_skin(const kim_piece_skin_t &skin, uint32_t vertex_count);
     void hash_vertices(const kix_piece_t &piece);
-    bool number_vertices(const kix_piece_t &piece);
+    void number_vertices(const kix_piece_t &piece);
 
     index_table_t table_;
     array_dyn_t<uint32_t> item_classes_; // of each skin item the first item with its weights
@@ -37,9 +35,9 @@ class unique_vertices_t {
     array_dyn_t<uint32_t> first_vertices_;
 };
 
-// The positions at which vertices were merged, each once, in the order in which the merges were found; none
-// for a piece without positions of three floats. False when memory cannot be had.
-bool list_merge_positions(const kix_piece_t &piece, const unique_vertices_t &unique,
+// Appends the positions at which vertices were merged, each once, in the order in which the merges were found:
+// the first three floats of their items, none for a piece whose position stream has smaller items.
+void list_merge_positions(const kix_piece_t &piece, const unique_vertices_t &unique,
                           array_t<float3_t> &positions);
 
 } // namespace kestrel

@@ -1,50 +1,50 @@
 #include "tools/conv/kim2kmg/passes/vertex_cache_order.h"
 
-#include <algorithm>
+#include <limits>
 
 namespace kestrel {
 
 using vertex_t = scored_mesh_t::vertex_t;
 
-bool vertex_cache_order_t::run(std::span<const triangle_t> triangles, uint32_t vertex_count) {
-    return order_triangles(triangles, vertex_count, grouping_t::crowded_vertices) ||
-           order_triangles(triangles, vertex_count, grouping_t::none);
-}
-
-bool vertex_cache_order_t::order_triangles(std::span<const triangle_t> triangles, uint32_t vertex_count,
-                                           grouping_t grouping) {
-    if (!mesh_.build(triangles, vertex_count) || !prepare(grouping))
-        return false;
+std::span<const uint32_t> vertex_cache_order_t::run(std::span<const triangle_t> triangles,
+                                                    uint32_t vertex_count) {
+    mesh_.build(triangles, vertex_count);
+    start();
     uint32_t next = first_triangle();
     while (next != none) {
         emit(next);
         move_to_front(triangles[next]);
-        if (crowded_.has_failed())
-            return false;
         next = best_of_cache().triangle;
-        if (!evict())
-            return false;
-        if (next == none && order_.size() < triangles.size() && !find_best_of_all(next))
-            return false;
+        evict();
+        if (next == none && order_.size() < triangles.size())
+            next = best_of_all();
     }
-    return true;
+    return order_.items();
 }
 
-bool vertex_cache_order_t::prepare(grouping_t grouping) {
-    const size_t triangle_count = mesh_.triangles().size();
+void vertex_cache_order_t::start() {
     remaining_.clear();
+    remaining_listed_ = false;
     evicted_.clear();
     order_.clear();
     emitted_.clear();
     cached_ = 0;
-    if (!emitted_.resize(triangle_count) || !order_.reserve(triangle_count))
-        return false;
+    emitted_.resize(mesh_.triangles().size());
+    order_.reserve(mesh_.triangles().size());
     for (vertex_t &vertex : mesh_.vertices())
         vertex.score = scores_.valence_score(vertex.use_count);
-    crowded_.clear();
-    if (grouping == grouping_t::crowded_vertices)
-        crowded_.prepare();
-    return !crowded_.has_failed();
+    hubs_.prepare();
+    if (hubs_.are_too_many_kinds())
+        stop_grouping();
+}
+
+// The order stays the same; what was left out for the groups' sake is made up for.
+void vertex_cache_order_t::stop_grouping() {
+    hubs_.clear();
+    for (uint32_t i = 0; i < cached_; ++i)
+        cache_[i].best_score = std::numeric_limits<float>::infinity();
+    remaining_.clear();
+    remaining_listed_ = false;
 }
 
 uint32_t vertex_cache_order_t::first_triangle() const {
@@ -61,18 +61,19 @@ uint32_t vertex_cache_order_t::first_triangle() const {
 void vertex_cache_order_t::emit(uint32_t triangle) {
     order_.push_back(triangle);
     emitted_[triangle] = 1;
-    bool beside_crowded = false;
+    bool has_hub = false;
     for (const uint32_t corner : mesh_.triangles()[triangle].corners) {
         vertex_t &vertex = mesh_.vertex(corner);
-        beside_crowded = beside_crowded || vertex.kind != vertex_kind_t::ordinary;
-        if (vertex.kind == vertex_kind_t::crowded)
+        if (vertex.kind == vertex_kind_t::high_valence) {
+            has_hub = true;
             continue;
+        }
         const auto uses = mesh_.uses_of(vertex);
         const auto use = std::find(uses.begin(), uses.end(), triangle);
         mesh_.remove_use(vertex, static_cast<size_t>(use - uses.begin()));
     }
-    if (beside_crowded)
-        crowded_.remove(triangle);
+    if (has_hub)
+        hubs_.emitted(triangle);
 }
 
 // The corners of the triangle take the first positions, the last one the very first; the vertices that were
@@ -89,15 +90,9 @@ void vertex_cache_order_t::move_to_front(const triangle_t &newest) {
         moved[count] = cached;
         count += vertex.use_count > 0;
     };
-    const auto add_corner = [&](uint32_t corner, uint32_t position) {
-        vertex_t &vertex = mesh_.vertex(corner);
-        if (vertex.kind == vertex_kind_t::beside_crowded && !vertex.is_cached())
-            crowded_.vertex_entered_cache(corner);
-        add({corner, 0}, vertex, position);
-    };
-    add_corner(c, 0);
-    add_corner(b, 1);
-    add_corner(a, 2);
+    add({c, 0}, mesh_.vertex(c), 0);
+    add({b, 0}, mesh_.vertex(b), 1);
+    add({a, 0}, mesh_.vertex(a), 2);
     for (uint32_t i = 0; i < cached_; ++i) {
         const uint32_t number = cache_[i].vertex;
         if (number == a || number == b || number == c)
@@ -112,19 +107,20 @@ void vertex_cache_order_t::move_to_front(const triangle_t &newest) {
 }
 
 // Lets the least recent vertices go until the cache has its size again.
-bool vertex_cache_order_t::evict() {
+void vertex_cache_order_t::evict() {
     for (; cached_ > 0; --cached_) {
         const uint32_t number = cache_[cached_ - 1].vertex;
         vertex_t &vertex = mesh_.vertex(number);
         if (vertex.position < vertex_scores_t::cache_size)
             break;
         vertex.position = scored_mesh_t::uncached;
-        if (vertex.kind == vertex_kind_t::beside_crowded)
-            crowded_.vertex_left_cache(number);
-        if (remaining_.is_sorted() && !evicted_.push_back(number))
-            return false;
+        if (vertex.kind == vertex_kind_t::beside_high_valence)
+            hubs_.left_cache(number);
+        if (remaining_listed_)
+            evicted_.push_back(number);
     }
-    return true;
+    if (hubs_.are_too_many_kinds())
+        stop_grouping();
 }
 
 // Only the vertices of the last two triangles have a greater score than a step ago, and they come first. The
@@ -136,10 +132,10 @@ vertex_cache_order_t::best_t vertex_cache_order_t::best_of_cache() {
     best_t best;
     for (uint32_t i = 0; i < cached_; ++i) {
         const vertex_t &vertex = mesh_.vertex(cache_[i].vertex);
-        if (vertex.kind == vertex_kind_t::crowded)
+        if (vertex.kind == vertex_kind_t::high_valence)
             search_groups(cache_[i].vertex, best);
         else if (vertex.position < grown_count || cache_[i].best_score > best.score ||
-                 vertex.kind == vertex_kind_t::beside_crowded)
+                 vertex.kind == vertex_kind_t::beside_high_valence)
             search_uses(cache_[i], best);
     }
     return best;
@@ -147,78 +143,80 @@ vertex_cache_order_t::best_t vertex_cache_order_t::best_of_cache() {
 
 void vertex_cache_order_t::search_uses(cached_t &cached, best_t &best) const {
     const vertex_t &vertex = mesh_.vertex(cached.vertex);
-    const bool beside_crowded = vertex.kind == vertex_kind_t::beside_crowded;
+    const bool beside_hub = vertex.kind == vertex_kind_t::beside_high_valence;
     cached.best_score = -1;
     meeting_t meeting{vertex.position, 0};
     for (const uint32_t triangle : mesh_.uses_of(vertex)) {
         const float score = mesh_.score_of(triangle);
         cached.best_score = std::max(cached.best_score, score);
         if (score > best.score)
-            best = {triangle, score, beside_crowded ? first_meeting(triangle, meeting) : meeting};
-        else if (beside_crowded && score == best.score)
+            best = {triangle, score, beside_hub ? first_meeting(triangle, meeting) : meeting};
+        else if (beside_hub && score == best.score)
             if (const meeting_t first = first_meeting(triangle, meeting); first < best.meeting)
                 best = {triangle, score, first};
         ++meeting.place;
     }
 }
 
-void vertex_cache_order_t::search_groups(uint32_t vertex, best_t &best) {
-    const auto found = crowded_.first_best(vertex);
+void vertex_cache_order_t::search_groups(uint32_t hub, best_t &best) {
+    const auto found = hubs_.best(hub, high_valence_vertices_t::place_among_uses);
     if (found.score > best.score)
-        best = {found.triangle, found.score, {mesh_.vertex(vertex).position, found.order}};
+        best = {found.triangle, found.score, {mesh_.vertex(hub).position, found.rank}};
 }
 
-// A triangle that was met at an ordinary vertex, but would have been at a crowded one before.
+// A triangle that was met at an ordinary vertex, but would have been at a hub before.
 vertex_cache_order_t::meeting_t vertex_cache_order_t::first_meeting(uint32_t triangle,
                                                                     meeting_t known) const {
     for (uint32_t k = 0; k < 3; ++k) {
         const vertex_t &vertex = mesh_.vertex(mesh_.triangles()[triangle].corners[k]);
-        if (vertex.kind == vertex_kind_t::crowded && vertex.position < known.position)
-            known = {vertex.position, crowded_.place_of(triangle, k)};
+        if (vertex.kind == vertex_kind_t::high_valence && vertex.position < known.position)
+            known = {vertex.position, hubs_.place_of(triangle, k)};
     }
     return known;
 }
 
+// Ascending keys are descending scores, and of equal ones ascending triangles: scores are not negative, so
+// their bits are ordered as they are.
+static uint64_t remaining_key(uint32_t triangle, float score) {
+    return uint64_t{~std::bit_cast<uint32_t>(score)} << 32 | triangle;
+}
+
+bool vertex_cache_order_t::is_current(uint64_t key) const {
+    const auto triangle = static_cast<uint32_t>(key);
+    return !emitted_[triangle] && key == remaining_key(triangle, mesh_.score_of(triangle));
+}
+
 // No cached vertex has a triangle left, so every score is what the valences give.
-bool vertex_cache_order_t::find_best_of_all(uint32_t &best) {
-    if (!remaining_.is_sorted())
-        crowded_.list_numbers();
-    if (crowded_.has_failed() || !(remaining_.is_sorted() ? update_remaining() : list_remaining()))
-        return false;
-    for (uint32_t vertex = crowded_.take_changed(); vertex != none; vertex = crowded_.take_changed())
-        if (const auto found = crowded_.lowest_best(vertex); found.triangle != none)
-            if (!update_remaining(found.triangle))
-                return false;
-    best = remaining_.best([this](uint32_t t, float score) { return is_current(t, score); });
-    return true;
+uint32_t vertex_cache_order_t::best_of_all() {
+    if (!remaining_listed_)
+        list_remaining();
+    update_remaining();
+    return static_cast<uint32_t>(remaining_.top([this](uint64_t key) { return is_current(key); }));
 }
 
-bool vertex_cache_order_t::is_current(uint32_t triangle, float score) const {
-    return !emitted_[triangle] && mesh_.score_of(triangle) == score;
-}
-
-bool vertex_cache_order_t::list_remaining() {
+void vertex_cache_order_t::list_remaining() {
     const auto triangles = mesh_.triangles();
     for (uint32_t t = 0; t < triangles.size(); ++t)
-        if (!emitted_[t] && !crowded_.is_beside_crowded(triangles[t]) &&
-            !remaining_.add(t, mesh_.score_of(t)))
-            return false;
-    remaining_.sort();
-    return true;
+        if (!emitted_[t] && !hubs_.has_hub(triangles[t]))
+            remaining_.append(remaining_key(t, mesh_.score_of(t)));
+    remaining_.arrange();
+    remaining_listed_ = true;
+    evicted_.clear();
 }
 
-bool vertex_cache_order_t::update_remaining() {
+void vertex_cache_order_t::update_remaining() {
+    const auto update = [this](uint32_t triangle) {
+        remaining_.push(remaining_key(triangle, mesh_.score_of(triangle)),
+                        [this](uint64_t key) { return is_current(key); });
+    };
     for (const uint32_t vertex : evicted_)
         for (const uint32_t t : mesh_.uses_of(mesh_.vertex(vertex)))
-            if (!crowded_.is_beside_crowded(mesh_.triangles()[t]) && !update_remaining(t))
-                return false;
+            if (!hubs_.has_hub(mesh_.triangles()[t]))
+                update(t);
     evicted_.clear();
-    return true;
-}
-
-bool vertex_cache_order_t::update_remaining(uint32_t triangle) {
-    return remaining_.update(triangle, mesh_.score_of(triangle), mesh_.triangles().size() - order_.size(),
-                             [this](uint32_t t, float score) { return is_current(t, score); });
+    for (uint32_t hub = hubs_.take_changed(); hub != none; hub = hubs_.take_changed())
+        if (const auto found = hubs_.best(hub, high_valence_vertices_t::triangle_number); found.triangle != none)
+            update(found.triangle);
 }
 
 } // namespace kestrel

@@ -3,7 +3,7 @@
 // Orders triangles for a cache of transformed vertices, after Tom Forsyth, "Linear-Speed Vertex Cache
 // Optimisation" (2006).
 //
-// A least-recently-used cache of 32 vertices is simulated. Each vertex has a score (vertex_scores.h), each
+// A least-recently-used cache of 32 vertices is simulated. Each vertex has a score (scored_mesh.h), each
 // triangle the sum of its corners' scores. Each step emits the triangle of greatest score among those that
 // use a cached vertex; when there is none, the best of all.
 //
@@ -12,26 +12,20 @@
 // them is emitted, whose place the last one takes. Scores are single precision throughout, so every processor
 // gives the same order.
 
-#include "tools/conv/kim2kmg/passes/crowded_vertices.h"
-#include "tools/conv/kim2kmg/passes/remaining_triangles.h"
-#include "tools/conv/kim2kmg/passes/scored_mesh.h"
-#include "tools/conv/kim2kmg/passes/vertex_scores.h"
+#include "tools/conv/kim2kmg/passes/high_valence_vertices.h"
 
 namespace kestrel {
 
 class vertex_cache_order_t {
   public:
-    explicit vertex_cache_order_t(const crowding_t &crowding = {}) : crowded_(mesh_, crowding) {}
+    explicit vertex_cache_order_t(const grouping_t &grouping = {}) : hubs_(mesh_, grouping) {}
 
-    // Orders triangles whose three corners differ and are below `vertex_count`. The triangles must outlive
-    // the call only. False when working memory cannot be had. Results last until the next call.
-    bool run(std::span<const triangle_t> triangles, uint32_t vertex_count);
-
-    // The triangles' numbers in the order in which they should be drawn.
-    std::span<const uint32_t> order() const { return order_.items(); }
+    // Orders triangles (at most scored_mesh_t::most_triangles) whose three corners differ and are below
+    // `vertex_count`. Gives their numbers in the order in which they should be drawn, until the next call.
+    std::span<const uint32_t> run(std::span<const triangle_t> triangles, uint32_t vertex_count);
 
   private:
-    static constexpr uint32_t none = remaining_triangles_t::none;
+    static constexpr uint32_t none = high_valence_vertices_t::none;
 
     struct cached_t {
         uint32_t vertex;
@@ -50,32 +44,32 @@ class vertex_cache_order_t {
         meeting_t meeting{};
     };
 
-    enum class grouping_t { none, crowded_vertices };
-
-    bool order_triangles(std::span<const triangle_t> triangles, uint32_t vertex_count, grouping_t grouping);
-    bool prepare(grouping_t grouping);
+    void start();
+    void stop_grouping();
     uint32_t first_triangle() const;
     void emit(uint32_t triangle);
     void move_to_front(const triangle_t &newest);
-    bool evict();
+    void evict();
 
     best_t best_of_cache();
     void search_uses(cached_t &cached, best_t &best) const;
-    void search_groups(uint32_t vertex, best_t &best);
+    void search_groups(uint32_t hub, best_t &best);
     meeting_t first_meeting(uint32_t triangle, meeting_t known) const;
 
-    bool find_best_of_all(uint32_t &best);
-    bool list_remaining();
-    bool update_remaining();
-    bool update_remaining(uint32_t triangle);
-    bool is_current(uint32_t triangle, float score) const;
+    uint32_t best_of_all();
+    void list_remaining();
+    void update_remaining();
+    bool is_current(uint64_t key) const;
 
     const vertex_scores_t scores_;
     scored_mesh_t mesh_;
-    crowded_vertices_t crowded_;
+    high_valence_vertices_t hubs_;
     array_dyn_t<uint32_t> order_;
     array_dyn_t<uint8_t> emitted_; // of each triangle
-    remaining_triangles_t remaining_;
+    // Triangles by descending score, for the moments when no cached vertex has one left. Empty until the
+    // first of them; then it has every triangle without a hub, and of each hub the best one.
+    lazy_heap_t remaining_;
+    bool remaining_listed_ = false;
     array_dyn_t<uint32_t> evicted_; // vertices that left the cache since the last search of all triangles
     // The cached vertices that have triangles left, the most recent one first. The others only take up
     // positions.
