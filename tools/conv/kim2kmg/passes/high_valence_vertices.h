@@ -81,7 +81,7 @@ class high_valence_vertices_t {
     };
     struct group_t {
         group_key_t key{};
-        bool listed = false;   // in its hub
+        bool listed = false;    // in its hub
         lazy_heap_t by_rank[2]; // a triangle's rank, and below it the triangle
     };
     // A triangle as one of those of a hub.

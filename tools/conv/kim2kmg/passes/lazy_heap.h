@@ -1,7 +1,7 @@
 #pragma once
 
-// A heap whose lowest key comes first, with lazy deletion: a key that no longer holds stays until it comes up,
-// or until the heap is twice as large as it was after the last cleaning. Whoever asks says what holds.
+// A heap whose lowest key comes first, with lazy deletion: a key that no longer holds stays until it comes
+// up, or until the heap is twice as large as it was after the last cleaning. Whoever asks says what holds.
 
 #include "kcore/collections/array.h"
 

@@ -35,8 +35,8 @@ class unique_vertices_t {
     array_dyn_t<uint32_t> first_vertices_;
 };
 
-// Appends the positions at which vertices were merged, each once, in the order in which the merges were found:
-// the first three floats of their items, none for a piece whose position stream has smaller items.
+// Appends the positions at which vertices were merged, each once, in the order in which the merges were
+// found: the first three floats of their items, none for a piece whose position stream has smaller items.
 void list_merge_positions(const kix_piece_t &piece, const unique_vertices_t &unique,
                           array_t<float3_t> &positions);
 

@@ -215,7 +215,8 @@ void vertex_cache_order_t::update_remaining() {
                 update(t);
     evicted_.clear();
     for (uint32_t hub = hubs_.take_changed(); hub != none; hub = hubs_.take_changed())
-        if (const auto found = hubs_.best(hub, high_valence_vertices_t::triangle_number); found.triangle != none)
+        if (const auto found = hubs_.best(hub, high_valence_vertices_t::triangle_number);
+            found.triangle != none)
             update(found.triangle);
 }
 
