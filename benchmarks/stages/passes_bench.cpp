@@ -3,7 +3,7 @@
 
 #include "benchmarks/stages/inputs.h"
 #include "benchmarks/stages/measure.h"
-#include "tests/kim2kmg/passes/literal_vertex_cache.h"
+#include "tests/kim2kmg/passes/literal_passes.h"
 #include "tools/conv/kim2kmg/passes/passes.h"
 
 #ifdef KIM2KMG_MESHOPTIMIZER

@@ -1,4 +1,4 @@
-#include "tests/kim2kmg/passes/literal_merge.h"
+#include "tests/kim2kmg/passes/literal_passes.h"
 
 #include <algorithm>
 

@@ -1,8 +1,7 @@
-#include "tests/kim2kmg/passes/literal_vertex_cache.h"
+#include "tests/kim2kmg/passes/literal_passes.h"
 
 #include <algorithm>
 #include <cmath>
-#include <cstdarg>
 #include <cstring>
 #include <list>
 #include <memory>
@@ -242,15 +241,6 @@ class literal_piece_t {
     }
 };
 
-[[gnu::format(printf, 1, 2)]] std::string formatted(const char *format, ...) {
-    char text[1024];
-    va_list arguments;
-    va_start(arguments, format);
-    std::vsnprintf(text, sizeof(text), format, arguments);
-    va_end(arguments);
-    return text;
-}
-
 } // namespace
 
 std::vector<std::string> literal_vertex_cache(plain_model_t &model, bool verbose) {
@@ -261,24 +251,24 @@ std::vector<std::string> literal_vertex_cache(plain_model_t &model, bool verbose
         const size_t triangles = piece.triangles.size();
         literal_piece_t literal(piece, model.piece_skins.empty() ? nullptr : &model.piece_skins[p]);
         literal.optimize();
-        const auto [alias, effect] = piece.material < model.materials.size()
-                                         ? model.materials[piece.material]
-                                         : std::pair<std::string, std::string>();
+        const auto names = piece.material < model.materials.size() ? model.materials[piece.material]
+                                                                   : std::pair<std::string, std::string>();
+        const auto add_line = [&](const std::string &what, size_t from, size_t to) {
+            lines.push_back("I: [kim2kmg] m.kim: reduced number of " + what + " from " +
+                            std::to_string(from) + " to " + std::to_string(to) + " in piece " +
+                            std::to_string(p) + " using material '" + names.first + "' with effect '" +
+                            names.second + "'");
+        };
         if (piece.vertex_count < vertices) {
-            lines.push_back(formatted("I: [kim2kmg] m.kim: reduced number of vertices by %u from %u to %u in "
-                                      "piece %zu using material '%s' with effect '%s'",
-                                      vertices - piece.vertex_count, vertices, piece.vertex_count, p,
-                                      alias.c_str(), effect.c_str()));
+            add_line("vertices by " + std::to_string(vertices - piece.vertex_count), vertices,
+                     piece.vertex_count);
             if (verbose)
                 for (const auto &[x, y, z] : literal.merge_positions)
-                    lines.push_back(formatted("I: [kim2kmg] m.kim:    %f, %f, %f", static_cast<double>(x),
-                                              static_cast<double>(y), static_cast<double>(z)));
+                    lines.push_back("I: [kim2kmg] m.kim:    " + std::to_string(x) + ", " + std::to_string(y) +
+                                    ", " + std::to_string(z));
         }
         if (piece.triangles.size() < triangles)
-            lines.push_back(
-                formatted("I: [kim2kmg] m.kim: reduced number of triangles from %zu to %zu in piece "
-                          "%zu using material '%s' with effect '%s'",
-                          triangles, piece.triangles.size(), p, alias.c_str(), effect.c_str()));
+            add_line("triangles", triangles, piece.triangles.size());
     }
     return lines;
 }

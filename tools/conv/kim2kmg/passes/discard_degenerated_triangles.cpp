@@ -2,7 +2,9 @@
 
 #include "kcore/messages/fatal.h"
 #include "kcore/messages/messages.h"
-#include "tools/conv/kim2kmg/passes/triangle_area.h"
+
+#include <bit>
+#include <cmath>
 
 namespace kestrel {
 
@@ -15,6 +17,25 @@ bool spreads_its_corners(const kix_material_t *material) {
     return effect.starts_with("rvk2.leaves.") || effect.starts_with("rvk2.dif.billb.");
 }
 
+float distance(const float3_t &from, const float3_t &to) {
+    const float x = to.x - from.x;
+    const float y = to.y - from.y;
+    const float z = to.z - from.z;
+    return std::sqrt(x * x + y * y + z * z);
+}
+
+// Half the circumference exceeds every side by more than an absolute tolerance; where it does not, corners
+// coincide or lie on one line. A triangle with a NaN coordinate has no area: no comparison with NaN holds.
+bool has_area(const float3_t &a, const float3_t &b, const float3_t &c) {
+    constexpr float tolerance = std::bit_cast<float>(0x3727C5ACu); // 1e-5
+    const float ab = distance(a, b);
+    const float bc = distance(b, c);
+    const float ca = distance(c, a);
+    const float half = ((bc + ab) + ca) * 0.5f;
+    return std::fabs(half - ab) >= tolerance && std::fabs(half - bc) >= tolerance &&
+           std::fabs(half - ca) >= tolerance;
+}
+
 bool is_degenerated(const triangle_t &triangle, std::span<const float3_t> positions) {
     const auto [a, b, c] = triangle.corners;
     if (a >= positions.size() || b >= positions.size() || c >= positions.size())
@@ -22,19 +43,21 @@ bool is_degenerated(const triangle_t &triangle, std::span<const float3_t> positi
     return !has_area(positions[a], positions[b], positions[c]);
 }
 
-[[noreturn]] void fail(int line, const char *text) {
-    report_fatal({"tools/conv/kim2kmg/kim2kmg_tools", static_cast<uint32_t>(line),
-                  "kestrel::discard_degenerated_triangles"},
-                 "%s", text);
-}
+constexpr const char *fatal_source = "tools/conv/kim2kmg/kim2kmg_tools";
+constexpr const char *fatal_function = "kestrel::discard_degenerated_triangles";
 
 // The numbers of the degenerated triangles, ascending.
 array_dyn_t<uint32_t> find_degenerated(std::span<const triangle_t> triangles,
                                        std::span<const float3_t> positions) {
     array_dyn_t<uint32_t> removed;
-    for (uint32_t t = 0; t < triangles.size(); ++t)
-        if (is_degenerated(triangles[t], positions) && !removed.push_back(t))
-            fail(__LINE__, "Unable to allocate memory for retrofitting the triangle stream.");
+    try {
+        for (uint32_t t = 0; t < triangles.size(); ++t)
+            if (is_degenerated(triangles[t], positions))
+                removed.push_back(t);
+    } catch (const std::bad_alloc &) {
+        report_fatal({fatal_source, __LINE__, fatal_function},
+                     "Unable to allocate memory for retrofitting the triangle stream.");
+    }
     return removed;
 }
 
@@ -42,7 +65,7 @@ void remove_triangles(kix_piece_t &piece, std::span<const uint32_t> removed) {
     kix_stream_t kept;
     if (!kept.allocate(stream_format_t::int3,
                        piece.triangles->count() - static_cast<uint32_t>(removed.size())))
-        fail(__LINE__, "Unable to initialize new triangle stream.");
+        report_fatal({fatal_source, __LINE__, fatal_function}, "Unable to initialize new triangle stream.");
     const auto triangles = piece.triangles->items_as<triangle_t>();
     size_t first = 0; // of the run of triangles to keep
     for (const uint32_t t : removed) {

@@ -50,15 +50,19 @@ class numbering_t {
     index_table_t table_;
 };
 
-// Pieces that take others in, in a row, with the vertices that each has room for. A tree of the greatest room
-// finds the first piece that has enough in logarithmic time.
-class first_fit_t {
+// Pieces that take in others, in model order, and how many vertices each has room for. A tree of the greatest
+// room finds the first piece that has enough in logarithmic time.
+class absorbers_t {
   public:
     void reset(size_t most_pieces) {
         leaf_count_ = std::bit_ceil(most_pieces);
-        rooms_.clear();
         rooms_.resize(2 * leaf_count_);
     }
+    void add(uint32_t piece, uint32_t room) {
+        set_room(pieces_.size(), room + 1);
+        pieces_.push_back(piece);
+    }
+    // The place of the first one that has room for so many vertices; none when there is none.
     uint32_t find(uint32_t vertex_count) const {
         size_t node = 1;
         if (rooms_[node] <= vertex_count)
@@ -67,13 +71,13 @@ class first_fit_t {
             node = rooms_[2 * node] > vertex_count ? 2 * node : 2 * node + 1;
         return static_cast<uint32_t>(node - leaf_count_);
     }
-    void take(uint32_t place, uint32_t vertex_count) {
-        set(place, rooms_[leaf_count_ + place] - vertex_count);
+    void fill(uint32_t place, uint32_t vertex_count) {
+        set_room(place, rooms_[leaf_count_ + place] - vertex_count);
     }
-    void open(uint32_t place, uint32_t room) { set(place, room + 1); }
+    uint32_t piece(uint32_t place) const { return pieces_[place]; }
 
   private:
-    void set(uint32_t place, uint32_t room) {
+    void set_room(size_t place, uint32_t room) {
         size_t node = leaf_count_ + place;
         rooms_[node] = room;
         while (node /= 2)
@@ -81,7 +85,8 @@ class first_fit_t {
     }
 
     size_t leaf_count_ = 0;       // a power of two
-    array_dyn_t<uint32_t> rooms_; // one more than there is, 0 for none; node n has the children 2n and 2n + 1
+    array_dyn_t<uint32_t> rooms_; // one more than there is, 0 for no piece; node n has children 2n and 2n + 1
+    array_dyn_t<uint32_t> pieces_;
 };
 
 struct join_t {
@@ -103,7 +108,7 @@ class piece_matching_t {
         for (uint32_t p = 0; p < pieces_.size(); ++p)
             add_piece(p, *model.pieces[p], parts[p]);
         for (kind_t &kind : kinds_)
-            find_takers(kind);
+            kind.absorbers.reset(kind.piece_count);
     }
 
     // The joins, piece by piece as each absorber takes them.
@@ -122,7 +127,7 @@ class piece_matching_t {
         uint32_t tag;
         const kix_stream_t *stream;
 
-        bool operator<(const first_stream_t &other) const { return layout < other.layout; }
+        auto operator<=>(const first_stream_t &other) const { return layout <=> other.layout; }
     };
     struct piece_t {
         size_t first_stream = 0;
@@ -134,10 +139,7 @@ class piece_matching_t {
         uint32_t sample; // a piece of this kind
         bool takes;      // may take in others
         uint32_t piece_count = 0;
-        first_fit_t rooms{};
-        array_dyn_t<uint32_t>
-            absorbers{};                // pieces of this kind that take in others, as they stand in `rooms`
-        array_dyn_t<uint32_t> takers{}; // other kinds that may take in this one
+        absorbers_t absorbers{};
     };
 
     std::span<const first_stream_t> first_streams(const piece_t &piece) const {
@@ -145,7 +147,7 @@ class piece_matching_t {
     }
     void add_piece(uint32_t number, const kix_piece_t &piece, uint32_t part);
     bool collect_first_streams(piece_t &place, const kix_piece_t &piece);
-    void find_takers(kind_t &kind);
+    bool may_take(const kind_t &taker, const kind_t &kind) const; // both of one family
 
     numbering_t texts_, layouts_, families_, kind_numbers_;
     array_dyn_t<piece_t> pieces_;
@@ -187,18 +189,8 @@ bool piece_matching_t::collect_first_streams(piece_t &place, const kix_piece_t &
     return agree;
 }
 
-bool corners_are_sound(const kix_piece_t &piece) {
-    if (!piece.triangles)
-        return false;
-    uint32_t highest = 0;
-    for (const triangle_t &triangle : piece.triangles->items_as<triangle_t>())
-        for (const uint32_t corner : triangle.corners)
-            highest = std::max(highest, corner);
-    return piece.triangles->count() == 0 || highest < piece.vertex_count;
-}
-
 void piece_matching_t::add_piece(uint32_t number, const kix_piece_t &piece, uint32_t part) {
-    if (!corners_are_sound(piece))
+    if (!corners_are_inside(piece))
         return; // of no kind
     piece_t &place = pieces_[number];
     const bool agree = collect_first_streams(place, piece);
@@ -224,14 +216,9 @@ void piece_matching_t::add_piece(uint32_t number, const kix_piece_t &piece, uint
     ++kinds_[place.kind].piece_count;
 }
 
-void piece_matching_t::find_takers(kind_t &kind) {
-    kind.rooms.reset(kind.piece_count);
-    const auto has = first_streams(pieces_[kind.sample]);
-    for (const uint32_t taker : repeating_kinds_[kind.family]) {
-        const auto wanted = first_streams(pieces_[kinds_[taker].sample]);
-        if (&kinds_[taker] != &kind && std::includes(has.begin(), has.end(), wanted.begin(), wanted.end()))
-            kind.takers.push_back(taker);
-    }
+bool piece_matching_t::may_take(const kind_t &taker, const kind_t &kind) const {
+    const auto wanted = first_streams(pieces_[taker.sample]), has = first_streams(pieces_[kind.sample]);
+    return std::includes(has.begin(), has.end(), wanted.begin(), wanted.end());
 }
 
 array_dyn_t<join_t> piece_matching_t::find_joins(const kim_t &model) {
@@ -244,23 +231,22 @@ array_dyn_t<join_t> piece_matching_t::find_joins(const kim_t &model) {
         uint32_t absorber = none, absorber_place = none;
         kind_t *absorber_kind = nullptr;
         const auto consider = [&](kind_t &kind) {
-            const uint32_t place = kind.rooms.find(vertex_count);
-            if (place == none || kind.absorbers[place] > absorber)
+            const uint32_t place = kind.absorbers.find(vertex_count);
+            if (place == none || kind.absorbers.piece(place) >= absorber)
                 return;
-            absorber = kind.absorbers[place];
+            absorber = kind.absorbers.piece(place);
             absorber_place = place;
             absorber_kind = &kind;
         };
         consider(own);
-        for (const uint32_t taker : own.takers)
-            consider(kinds_[taker]);
+        for (const uint32_t taker : repeating_kinds_[own.family])
+            if (may_take(kinds_[taker], own))
+                consider(kinds_[taker]);
         if (absorber_kind) {
-            absorber_kind->rooms.take(absorber_place, vertex_count);
+            absorber_kind->absorbers.fill(absorber_place, vertex_count);
             joins.push_back({absorber, p});
         } else if (own.takes && vertex_count <= kmg_max_piece_vertices) {
-            own.rooms.open(static_cast<uint32_t>(own.absorbers.size()),
-                           kmg_max_piece_vertices - vertex_count);
-            own.absorbers.push_back(p);
+            own.absorbers.add(p, kmg_max_piece_vertices - vertex_count);
         }
     }
     std::sort(joins.begin(), joins.end());
@@ -325,31 +311,13 @@ void append_piece_skin(kim_piece_skin_t &skin, const kim_piece_skin_t &other) {
         skin.vertex_items.push_back(item + item_count);
 }
 
-void join_skins(kim_t &model, std::span<const join_t> joins) {
-    kim_piece_skin_t &skin = *model.piece_skins[joins[0].absorber];
-    size_t items = skin.items.size(), weights = skin.weights.size();
-    size_t vertex_indices = skin.vertex_indices.size(), vertex_items = skin.vertex_items.size();
-    for (const join_t &join : joins) {
-        const kim_piece_skin_t &other = *model.piece_skins[join.piece];
-        items += other.items.size();
-        weights += other.weights.size();
-        vertex_indices += other.vertex_indices.size();
-        vertex_items += other.vertex_items.size();
-    }
-    skin.items.reserve(items);
-    skin.weights.reserve(weights);
-    skin.vertex_indices.reserve(vertex_indices);
-    skin.vertex_items.reserve(vertex_items);
-    for (const join_t &join : joins)
-        append_piece_skin(skin, *model.piece_skins[join.piece]);
-}
-
 // Joins all that go to one absorber. The absorbed pieces live as long as the model; their vertices need not.
 void join_pieces(kim_t &model, piece_matching_t &matching, std::span<const join_t> joins) {
     join_streams(model, matching, joins);
     join_triangles(model, joins);
     if (!model.piece_skins.empty())
-        join_skins(model, joins);
+        for (const join_t &join : joins)
+            append_piece_skin(*model.piece_skins[join.absorber], *model.piece_skins[join.piece]);
     for (const join_t &join : joins) {
         for (kix_stream_t *stream : model.pieces[join.piece]->streams)
             stream->release();

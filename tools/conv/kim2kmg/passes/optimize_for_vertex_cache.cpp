@@ -78,39 +78,17 @@ void piece_rewrite_t::rewrite_triangles(kix_piece_t &piece, std::span<const tria
     piece.triangle_count = piece.triangles->count();
 }
 
-template <size_t item_size>
-void gather_items(std::byte *to, const std::byte *from, std::span<const uint32_t> vertices) {
-    for (const uint32_t vertex : vertices) {
-        std::memcpy(to, from + vertex * item_size, item_size);
-        to += item_size;
-    }
-}
-
 void piece_rewrite_t::reorder_stream_items(kix_stream_t &stream) {
-    const auto gather = [&] {
-        switch (stream.item_size()) {
-        case 4:
-            return gather_items<4>;
-        case 8:
-            return gather_items<8>;
-        case 12:
-            return gather_items<12>;
-        case 16:
-            return gather_items<16>;
-        case 20:
-            return gather_items<20>;
-        case 24:
-            return gather_items<24>;
-        case 64:
-            return gather_items<64>;
-        default:
-            return gather_items<max_item_size>;
+    const std::span<std::byte> old_items = stream.bytes();
+    std::byte *to = items_.data();
+    with_item_size(stream, [&](auto item_size) {
+        for (const uint32_t vertex : old_vertices_) {
+            std::memcpy(to, old_items.data() + vertex * item_size(), item_size());
+            to += item_size();
         }
-    }();
-    gather(items_.data(), stream.bytes().data(), old_vertices_.items());
-    const auto vertex_count = static_cast<uint32_t>(old_vertices_.size());
-    std::memcpy(stream.bytes().data(), items_.data(), vertex_count * stream.item_size());
-    stream.truncate(vertex_count);
+    });
+    std::copy(items_.data(), to, old_items.data());
+    stream.truncate(static_cast<uint32_t>(old_vertices_.size()));
 }
 
 // Items, weights and vertex indices lie one after the other, so what is kept moves down in place.
@@ -175,19 +153,11 @@ void vertex_cache_pass_t::run_piece(uint32_t number) {
     report(number, vertex_count, triangle_count);
 }
 
-// Whether every triangle and the skin's table fit the piece's vertices.
-bool names_its_own_vertices(const kix_piece_t &piece, const kim_piece_skin_t *skin) {
-    uint32_t highest = 0;
-    for (const triangle_t &triangle : piece.triangles->items_as<triangle_t>())
-        for (const uint32_t corner : triangle.corners)
-            highest = std::max(highest, corner);
-    return highest < piece.vertex_count && (!skin || skin->vertex_items.size() >= piece.vertex_count);
-}
-
 void vertex_cache_pass_t::optimize_piece(kix_piece_t &piece, kim_piece_skin_t *skin) {
     merge_positions_.clear();
     if (piece.streams.empty() || piece.vertex_count == 0 || piece.triangle_count == 0 ||
-        piece.triangle_count > scored_mesh_t::most_triangles || !names_its_own_vertices(piece, skin))
+        piece.triangle_count > scored_mesh_t::most_triangles || !corners_are_inside(piece) ||
+        (skin && skin->vertex_items.size() < piece.vertex_count))
         return;
     unique_.collect(piece, skin);
     map_triangles(piece.triangles->items_as<triangle_t>());

@@ -8,6 +8,8 @@
 
 #include "tools/conv/intermediate/kim_model.h"
 
+#include <algorithm>
+
 namespace kestrel {
 
 // Removes the triangles that have no area worth drawing: corners that coincide or lie on one line, within an
@@ -38,5 +40,16 @@ void merge_part_pieces(kim_t &model);
 // skin of its own is left alone, since that names vertices by number; so is a piece for which working memory
 // cannot be had.
 void optimize_for_vertex_cache(kim_t &model, bool verbose);
+
+// Whether the piece has triangles, if only an empty list, and all of them name vertices of the piece.
+inline bool corners_are_inside(const kix_piece_t &piece) {
+    if (!piece.triangles)
+        return false;
+    uint32_t highest = 0;
+    for (const triangle_t &triangle : piece.triangles->items_as<triangle_t>())
+        for (const uint32_t corner : triangle.corners)
+            highest = std::max(highest, corner);
+    return piece.triangles->count() == 0 || highest < piece.vertex_count;
+}
 
 } // namespace kestrel

@@ -36,40 +36,20 @@ bool are_equal(std::span<const kim_piece_skin_weight_t> a, std::span<const kim_p
 }
 
 // Adds a stream to the hashes of all vertices: stream by stream, so that memory is read in order.
-template <size_t item_size>
-void hash_items(const std::byte *items, std::span<uint64_t> hashes) {
-    for (uint64_t &hash : hashes) {
-        uint64_t value = hash;
-        for (size_t at = 0; at < item_size; at += 8) {
-            uint64_t word = 0;
-            std::memcpy(&word, items + at, std::min<size_t>(8, item_size - at));
-            value = mix_hash(value, word);
-        }
-        hash = value;
-        items += item_size;
-    }
-}
-
 void hash_stream(const kix_stream_t &stream, std::span<uint64_t> hashes) {
-    const std::byte *const items = stream.bytes().data();
-    switch (stream.item_size()) {
-    case 4:
-        return hash_items<4>(items, hashes);
-    case 8:
-        return hash_items<8>(items, hashes);
-    case 12:
-        return hash_items<12>(items, hashes);
-    case 16:
-        return hash_items<16>(items, hashes);
-    case 20:
-        return hash_items<20>(items, hashes);
-    case 24:
-        return hash_items<24>(items, hashes);
-    case 64:
-        return hash_items<64>(items, hashes);
-    case 256:
-        return hash_items<256>(items, hashes);
-    }
+    const std::byte *items = stream.bytes().data();
+    with_item_size(stream, [&](auto item_size) {
+        for (uint64_t &hash : hashes) {
+            uint64_t value = hash;
+            for (size_t at = 0; at < item_size(); at += 8) {
+                uint64_t word = 0;
+                std::memcpy(&word, items + at, std::min<size_t>(8, item_size() - at));
+                value = mix_hash(value, word);
+            }
+            hash = value;
+            items += item_size();
+        }
+    });
 }
 
 bool have_equal_bytes(const kix_piece_t &piece, uint32_t a, uint32_t b) {

@@ -40,4 +40,18 @@ class unique_vertices_t {
 void list_merge_positions(const kix_piece_t &piece, const unique_vertices_t &unique,
                           array_t<float3_t> &positions);
 
+// Calls `work` with the stream's item size as a constant, so that items are hashed and copied without a loop
+// over their bytes.
+template <class work_t>
+void with_item_size(const kix_stream_t &stream, work_t work) {
+    const auto try_size = [&]<size_t size>(std::integral_constant<size_t, size> constant) {
+        if (stream.item_size() == size)
+            work(constant);
+    };
+    [&]<size_t... sizes>(std::index_sequence<sizes...>) {
+        (try_size(std::integral_constant<size_t, sizes>()), ...);
+    }
+    (std::index_sequence<4, 8, 12, 16, 20, 24, 64, 256>());
+}
+
 } // namespace kestrel
