@@ -37,7 +37,7 @@ std::vector<uint64_t> names_of(const std::vector<record_t> &records) {
 }
 
 std::vector<record_t> sorted(std::vector<record_t> records) {
-    EXPECT_TRUE(sort_records(std::span(records), by_key));
+    sort_records(std::span(records), by_key);
     return records;
 }
 
@@ -127,8 +127,8 @@ TEST(sort, fewer_than_two_elements_are_never_compared) {
     std::vector<record_t> one = records_of({5});
     int calls = 0;
     const auto counting = [&](const record_t &, const record_t &) { return static_cast<int32_t>(++calls); };
-    EXPECT_TRUE(sort_records(std::span(one).first(0), counting));
-    EXPECT_TRUE(sort_records(std::span(one), counting));
+    sort_records(std::span(one).first(0), counting);
+    sort_records(std::span(one), counting);
     EXPECT_EQ(calls, 0);
 }
 
@@ -166,7 +166,7 @@ std::vector<uint64_t> worst_keys(size_t size) {
             candidate = y;
         return keys[x] < keys[y] ? -1 : keys[x] > keys[y];
     };
-    EXPECT_TRUE(sort_records(std::span(records), adversary));
+    sort_records(std::span(records), adversary);
     return keys;
 }
 
