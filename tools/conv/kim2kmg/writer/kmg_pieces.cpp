@@ -99,11 +99,6 @@ bool build_piece(kmg_writer_t &writer, const kix_piece_t &piece, kmg_piece_t &re
            geometry_too_large(writer);
 }
 
-void relocate(uint32_t &offset, uint32_t section) {
-    if (offset != kmg_absent)
-        offset += section;
-}
-
 } // namespace
 
 bool build_pieces(kmg_writer_t &writer) {
@@ -127,8 +122,9 @@ bool relocate_pieces(kmg_writer_t &writer) {
         for (uint32_t *offset : {&record.position_offset, &record.normal_offset, &record.uv_offset,
                                  &record.colour_offset, &record.factor_offset, &record.tangent_offset,
                                  &record.bone_index_offset, &record.bone_weight_offset})
-            relocate(*offset, header.vertex_data_offset);
-        relocate(record.index_offset, header.index_data_offset);
+            if (*offset != kmg_absent)
+                *offset += header.vertex_data_offset;
+        record.index_offset += header.index_data_offset;
     }
     return true;
 }

@@ -53,15 +53,13 @@ class interleaver_t {
                   std::span<const skinned_vertex_t> order)
         : vertices_(vertices), record_(record), order_(order) {}
 
+    // Items of N bytes.
+    template <size_t N>
     void copy(const kix_stream_t &stream, uint32_t offset) const {
-        switch (stream.item_size()) {
-        case 8:
-            return copy_items<8>(stream, offset);
-        case 12:
-            return copy_items<12>(stream, offset);
-        case 16:
-            return copy_items<16>(stream, offset);
-        }
+        const std::byte *const items = stream.bytes().data();
+        for_each_vertex(offset, [items](std::byte *place, uint32_t, uint32_t source) {
+            std::memcpy(place, items + source * N, N);
+        });
     }
     template <class pack_t>
     void pack(const kix_stream_t &stream, uint32_t offset, pack_t pack_item) const {
@@ -88,13 +86,6 @@ class interleaver_t {
             place += record_.vertex_stride;
         }
     }
-    template <size_t N>
-    void copy_items(const kix_stream_t &stream, uint32_t offset) const {
-        const std::byte *const items = stream.bytes().data();
-        for_each_vertex(offset, [items](std::byte *place, uint32_t, uint32_t source) {
-            std::memcpy(place, items + source * N, N);
-        });
-    }
 
     std::span<std::byte> vertices_;
     const kmg_piece_t &record_;
@@ -111,15 +102,15 @@ bool write_vertex_data(const kmg_writer_t &writer, size_t i, file_t &destination
     array_dyn_t<std::byte> vertices;
     vertices.resize(size_t{record.vertex_stride} * record.vertex_count);
     const interleaver_t fill(vertices.items(), record, writer.vertex_orders[i].items());
-    fill.copy(*streams.position, record.position_offset);
-    fill.copy(*streams.normal, record.normal_offset);
+    fill.copy<12>(*streams.position, record.position_offset);
+    fill.copy<12>(*streams.normal, record.normal_offset);
     if (streams.tangent)
-        fill.copy(*streams.tangent, record.tangent_offset);
+        fill.copy<16>(*streams.tangent, record.tangent_offset);
     fill.pack(*streams.colour, record.colour_offset, pack_colour);
     if (streams.factor)
         fill.pack(*streams.factor, record.factor_offset, pack_factors);
     for (uint32_t channel = 0; channel < record.uv_channel_count; ++channel)
-        fill.copy(*streams.uv[channel], record.uv_offset + 8 * channel);
+        fill.copy<8>(*streams.uv[channel], record.uv_offset + 8 * channel);
     if (writer.has_bones())
         fill.copy_influences(writer.skin.influence_sets());
     return destination.write(vertices.items()) || write_failed(destination, "piece attributes");

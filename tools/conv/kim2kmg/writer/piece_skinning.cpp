@@ -24,28 +24,31 @@ const kim_skin_stream_t *find_positions(const kim_skin_t &skin) {
     return nullptr;
 }
 
-// Visits the items of either kind of skin with their weights, and with a function that visits the vertices
-// that share an item, as piece index and number. Until a visit gives false.
+// Visits the items of either kind of skin: their weights, and a function that visits the vertices that share
+// the item, by piece index and number. False when a visit gave false, which ends it.
 template <class visit_t>
-bool for_each_item(const kim_skin_stream_t &skin, visit_t visit) {
-    return std::ranges::all_of(skin.items(), [&](const kim_skinitem_t &item) {
-        return visit(skin.weights_of(item), [&](auto &&visit_vertex) {
-            for (const skin_clone_t &clone : skin.clones_of(item))
-                visit_vertex(clone.piece, clone.vertex);
+bool for_each_item(const kim_t &model, visit_t visit) {
+    if (model.skin) {
+        const kim_skin_stream_t &skin = *find_positions(*model.skin);
+        return std::ranges::all_of(skin.items(), [&](const kim_skinitem_t &item) {
+            return visit(skin.weights_of(item), [&](auto visit_vertex) {
+                for (const skin_clone_t &clone : skin.clones_of(item))
+                    visit_vertex(clone.piece, clone.vertex);
+            });
         });
-    });
-}
-
-template <class visit_t>
-bool for_each_item(const kim_piece_skin_t &skin, visit_t visit) {
-    return std::ranges::all_of(skin.items.items(), [&](const kim_piece_skin_item_t &item) {
-        const auto weights = skin.weights.items().subspan(item.first_weight, item.weight_count);
-        return visit(weights, [&](auto &&visit_vertex) {
-            for (const uint32_t vertex :
-                 skin.vertex_indices.items().subspan(item.first_vertex_index, item.vertex_index_count))
-                visit_vertex(skin.piece_index, vertex);
-        });
-    });
+    }
+    for (const kim_piece_skin_t *skin : model.piece_skins) {
+        for (const kim_piece_skin_item_t &item : skin->items) {
+            const auto vertices = [&](auto visit_vertex) {
+                for (const uint32_t vertex :
+                     skin->vertex_indices.items().subspan(item.first_vertex_index, item.vertex_index_count))
+                    visit_vertex(skin->piece_index, vertex);
+            };
+            if (!visit(skin->weights.items().subspan(item.first_weight, item.weight_count), vertices))
+                return false;
+        }
+    }
+    return true;
 }
 
 uint64_t hash_of(const influence_set_t &set) {
@@ -59,22 +62,20 @@ uint64_t hash_of(const influence_set_t &set) {
 
 bool skin_binding_t::build(const kim_t &model, const kis_t *skeleton) {
     model_ = &model;
-    const kim_skin_stream_t *const stream = model.skin ? find_positions(*model.skin) : nullptr;
-    has_skin_ = skeleton && (model.skin ? stream != nullptr : !model.piece_skins.empty());
+    has_skin_ =
+        skeleton && (model.skin ? find_positions(*model.skin) != nullptr : !model.piece_skins.empty());
     if (!has_skin_)
         return true;
     if (!map_bones(*skeleton))
         return false;
     group_pieces();
-    const auto add = [this](std::span<const skin_weight_t> weights, const auto &for_each_vertex) {
+    const auto add = [this](auto weights, auto for_each_vertex) {
         return add_item(weights, for_each_vertex);
     };
-    const bool added = stream ? for_each_item(*stream, add)
-                              : std::ranges::all_of(model.piece_skins, [&](const kim_piece_skin_t *skin) {
-                                    return for_each_item(*skin, add);
-                                });
+    if (!for_each_item(model, add))
+        return false;
     piece_set_numbers_.resize(sets_.size(), not_in_piece);
-    return added;
+    return true;
 }
 
 bool skin_binding_t::map_bones(const kis_t &skeleton) {
@@ -130,8 +131,15 @@ bool skin_binding_t::add_item(std::span<const skin_weight_t> weights, for_each_v
     for_each_vertex([&](uint32_t piece, uint32_t vertex) {
         if (heavy)
             heavy_items_.back().vertices.push_back({piece, vertex});
-        if (group_t *const group = find_group(piece))
-            name_vertex(*group, vertex, skin);
+        group_t *const group = find_group(piece);
+        if (!group)
+            return;
+        if (vertex >= group->last_vertex) {
+            group->last_vertex = vertex;
+            group->last_vertex_item = item_count_;
+        }
+        if (vertex < group->vertex_count)
+            table_.data()[group->first_vertex + vertex] = skin;
     });
     ++item_count_;
     return true;
@@ -162,15 +170,6 @@ skin_binding_t::vertex_skin_t skin_binding_t::bind(std::span<const skin_weight_t
     return {number, quality};
 }
 
-void skin_binding_t::name_vertex(group_t &group, uint32_t vertex, const vertex_skin_t &skin) {
-    if (vertex >= group.last_vertex) {
-        group.last_vertex = vertex;
-        group.last_vertex_item = item_count_;
-    }
-    if (vertex < group.vertex_count)
-        table_.data()[group.first_vertex + vertex] = skin;
-}
-
 bool skin_binding_t::skin_piece(const kix_piece_t &piece, vertex_order_t &order) {
     if (!has_skin_) {
         msg_error("[kim2kmg] %s: missing skinstream", model_->source_name.c_str());
@@ -181,7 +180,10 @@ bool skin_binding_t::skin_piece(const kix_piece_t &piece, vertex_order_t &order)
     const auto vertices = table_.items().subspan(group.first_vertex, piece.vertex_count);
     if (!check_piece(piece, group, vertices))
         return false;
-    warn_of_decimation(vertices);
+    if (has_vertex_of(vertices, influence_quality_t::decimated))
+        msg_warning("[kim2kmg] %s: has too many influential bones per vertex - decimated to %u, skinning may "
+                    "be deformed!",
+                    model_->source_name.c_str(), kmg_max_influences);
     order_vertices(vertices, order);
     return true;
 }
@@ -232,13 +234,6 @@ bool skin_binding_t::check_piece(const kix_piece_t &piece, const group_t &group,
         return false;
     }
     return true;
-}
-
-void skin_binding_t::warn_of_decimation(std::span<const vertex_skin_t> vertices) const {
-    if (has_vertex_of(vertices, influence_quality_t::decimated))
-        msg_warning("[kim2kmg] %s: has too many influential bones per vertex - decimated to %u, skinning may "
-                    "be deformed!",
-                    model_->source_name.c_str(), kmg_max_influences);
 }
 
 void skin_binding_t::warn_of_heavy_items() {

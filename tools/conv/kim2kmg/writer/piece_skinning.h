@@ -62,13 +62,11 @@ class skin_binding_t {
     bool add_item(std::span<const skin_weight_t> weights, for_each_vertex_t for_each_vertex);
     bool check_bones(std::span<const skin_weight_t> weights) const;
     vertex_skin_t bind(std::span<const skin_weight_t> weights);
-    void name_vertex(group_t &group, uint32_t vertex, const vertex_skin_t &skin);
     void warn_of_heavy_items();
     bool may_warn_of_heavy_items();
     bool check_piece(const kix_piece_t &piece, const group_t &group,
                      std::span<const vertex_skin_t> vertices) const;
     static bool has_vertex_of(std::span<const vertex_skin_t> vertices, influence_quality_t quality);
-    void warn_of_decimation(std::span<const vertex_skin_t> vertices) const;
     void order_vertices(std::span<const vertex_skin_t> vertices, vertex_order_t &order);
 
     const kim_t *model_ = nullptr;
