@@ -109,7 +109,7 @@ digest_t decimals() {
 digest_t skins() {
     inputs_t inputs;
     digest_t digest;
-    const uint64_t bone_map[] = {0, 1, 2, 3, 4, 5, 6, 7};
+    const uint8_t bone_map[] = {0, 1, 2, 3, 4, 5, 6, 7};
     array_dyn_t<influence_pair_t> scratch;
     for (int i = 0; i < rounds; ++i) {
         std::vector<skin_weight_t> weights(1 + inputs.below(8));
