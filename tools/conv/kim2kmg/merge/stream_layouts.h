@@ -3,7 +3,7 @@
 // Numbers for the layouts of streams: streams have the same number when they have the same tag, format and
 // aliases. With them, comparing the streams of two pieces means comparing numbers.
 
-#include "tools/conv/intermediate/kix_model.h"
+#include "tools/conv/intermediate/kim_model.h"
 
 namespace kestrel {
 

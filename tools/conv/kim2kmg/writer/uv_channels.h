@@ -7,7 +7,7 @@
 // to
 // "_UV7") and no other.
 
-#include "tools/conv/intermediate/kix_model.h"
+#include "tools/conv/intermediate/kim_model.h"
 #include "tools/kmg/kmg_format.h"
 
 namespace kestrel {
