@@ -2,10 +2,9 @@
 
 // The process-wide file system: set up once, torn down once, in the opposite order.
 //
-// Starting it opens nothing, mounts nothing and starts no thread. Files, devices and requests must be gone
-// before it stops.
+// Starting it opens nothing, mounts nothing and starts no thread. Stopping it unmounts what is mounted. Files,
+// requests and all devices that are not mounted must be gone before it stops.
 
-#include "kcore/ufs/fs_mount_tracker.h"
 #include "kcore/ufs/io_pump.h"
 #include "kcore/ufs/platform/platform.h"
 #include "kcore/ufs/sysfs_device.h"
@@ -20,8 +19,8 @@ struct file_system_t {
     std::unique_ptr<fs_platform_t> platform;
     fs_io_pump_t pump;
     sysfs_device_t system_device; // its root is empty: it takes complete operating-system paths
-    union_device_t union_device;  // takes virtual paths and finds them in the mounted devices
-    ufs_mount_tracker_t mounts;
+    // Takes virtual paths and finds them in the mounted devices; none until kcore/mounts makes it.
+    std::unique_ptr<fs_device_t> union_device;
 };
 
 // Tests pass a platform of their own.

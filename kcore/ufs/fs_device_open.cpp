@@ -11,7 +11,7 @@ static fs_device_t *well_known_device(fs_device_type_t type) {
         return nullptr;
     switch (type) {
     case fs_device_type_t::ufs:
-        return &system->union_device;
+        return system->union_device.get();
     case fs_device_type_t::sysfs:
         return &system->system_device;
     case fs_device_type_t::unknown:

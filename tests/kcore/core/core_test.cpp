@@ -1,6 +1,5 @@
 #include "kcore/core/core.h"
 
-#include "kcore/core/base_directory.h"
 #include "kcore/messages/message_system.h"
 #include "kcore/strings/string_local.h"
 #include "kcore/ufs/file_system.h"
