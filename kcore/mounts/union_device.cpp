@@ -93,7 +93,7 @@ size_t union_device_t::size() {
 }
 
 static bool serves(const fs_device_t &device, std::string_view path) {
-    return device.available() && device.can_hold_path(path);
+    return device.available() && device.can_name(path);
 }
 
 fs_device_t *union_device_t::first_with(std::string_view path, fs_stat_t &found) {

@@ -6,10 +6,6 @@ std::unique_ptr<file_t> fs_device_t::open(std::string_view, fs_open_mode_t) {
     return nullptr;
 }
 
-bool fs_device_t::can_hold_path(std::string_view) const {
-    return true;
-}
-
 bool fs_device_t::remove_file(std::string_view) {
     return false;
 }

@@ -26,12 +26,12 @@ class fs_device_t {
     fs_device_t &operator=(const fs_device_t &) = delete;
 
     virtual std::unique_ptr<file_t> open(std::string_view path, fs_open_mode_t mode);
-    // Whether a path of this length can lie in the device at all; says nothing.
-    virtual bool can_hold_path(std::string_view path) const;
     virtual bool remove_file(std::string_view path);
     virtual bool stat(std::string_view path, fs_stat_t &out);
     bool is_file(std::string_view path);
     bool is_directory(std::string_view path);
+    // False for a path that this device cannot have, being too long below its root. Says nothing.
+    virtual bool can_name(std::string_view) const { return true; }
     virtual bool create_directories(std::string_view path);
     // Those above the last '/' of the path; a path without one, or with only a leading one, needs none.
     bool create_parent_directories(std::string_view path);

@@ -26,7 +26,7 @@ static bool compose(std::string_view root, std::string_view path, mstring_t &loc
     return location.assign(root) && (root == "/" || location.append("/")) && location.append(path);
 }
 
-bool sysfs_device_t::can_hold_path(std::string_view path) const {
+bool sysfs_device_t::can_name(std::string_view path) const {
     fs_path_t location;
     return compose(name().view(), path, location);
 }

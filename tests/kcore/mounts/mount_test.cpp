@@ -1,7 +1,7 @@
 #include "kcore/mounts/union_device.h"
 
 #include "kcore/messages/message_system.h"
-#include "kcore/ufs/fs_device_open.h"
+#include "kcore/ufs/file_system.h"
 #include "tests/support/captured_messages.h"
 #include "tests/support/child_run.h"
 #include "tests/support/fake_file_system.h"

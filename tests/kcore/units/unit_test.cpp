@@ -126,7 +126,7 @@ bool is_copy(const owned_unit_t &a, const owned_unit_t &b) {
 }
 template <uint32_t code>
 bool is_copy(const basic_unit_link_t<code> &a, const basic_unit_link_t<code> &b) {
-    return a.get() && a.get() == b.get() && !b.get()->is_owned() == !a.get()->is_owned();
+    return a.get() && a.get() == b.get();
 }
 template <class T>
 bool is_copy(const array_dyn_t<T> &a, const array_dyn_t<T> &b) {
@@ -192,13 +192,6 @@ TEST_F(unit, values_of_every_type_are_copied_and_taken_down) {
     }
 }
 
-TEST_F(unit, copying_nothing_empties_the_target) {
-    kept_t<holder_u<owned_unit_t>> source, target;
-    fill(target->value, 1);
-    EXPECT_TRUE(perform_clone_attribute_to(*source.unit, holder_attributes<owned_unit_t>[0], *target.unit));
-    EXPECT_EQ(target->value.get(), nullptr);
-}
-
 TEST_F(unit, attributes_of_every_level_are_copied_and_those_without_storage_skipped) {
     kept_t<special_number_u> source;
     source->value = 12;
@@ -210,7 +203,7 @@ TEST_F(unit, attributes_of_every_level_are_copied_and_those_without_storage_skip
     EXPECT_EQ(unit_cast<config_u>(copy.unit), nullptr);
 }
 
-TEST_F(unit, links_to_a_unit_that_was_taken_down_are_not_copied) {
+TEST_F(unit, links_to_a_unit_that_was_taken_down_and_owners_of_none_are_empty_in_the_copy) {
     owned_unit_t owner;
     owner.adopt(new unit_t);
     kept_t<holder_u<unit_link_t>> source;
@@ -222,6 +215,12 @@ TEST_F(unit, links_to_a_unit_that_was_taken_down_are_not_copied) {
     const kept_t<holder_u<unit_link_t>> copy(source->clone());
     EXPECT_EQ(copy.unit->value.get(), nullptr);
     EXPECT_EQ(linked->reference_count(), 1u);
+
+    // An owner of nothing is copied over one of something.
+    kept_t<holder_u<owned_unit_t>> empty, target;
+    fill(target->value, 1);
+    EXPECT_TRUE(perform_clone_attribute_to(*empty.unit, holder_attributes<owned_unit_t>[0], *target.unit));
+    EXPECT_EQ(target->value.get(), nullptr);
 }
 
 TEST_F(unit, a_copy_that_fails_is_reported_and_leaves_nothing) {
@@ -403,46 +402,41 @@ TEST(unit_fatal, the_base_resource_tie_can_do_nothing) {
     unit_t unit;
     string_dyn_t name;
     array_dyn_t<unit_t *> values;
-    const unit_attribute_t row;
+    const unit_attribute_t row = {.offset = 0, .type = 67}, rows = {.offset = 0, .type = 68};
     unit_resource_tie_t &tie = unit_resource_tie();
-    const unit_attribute_t scalar = {.offset = 0, .type = 67}, array = {.offset = 0, .type = 68};
+    const char *const value = "Can not get resource tie attribute value.";
+    const char *const itself = "Resource tie is unable to destroy itself.";
+    const char *const copy = "Resource tie is unable to clone itself.";
+    const char *const set = "Can not set the resource tie attribute value.";
     const struct {
         const char *operation;
-        std::function<void()> code;
         const char *text;
+        std::function<void()> code;
     } cases[] = {
-        {"get_resource_name", [&] { tie.get_resource_name(unit, name); },
-         "Can not support querying names of resources."},
-        {"destroy_scalar", [&] { perform_destroy_attribute(unit, scalar); },
-         "Resource tie is unable to destroy itself."},
-        {"destroy_array", [&] { perform_destroy_attribute(unit, array); },
-         "Resource tie is unable to destroy itself."},
-        {"clone_scalar", [&] { perform_clone_attribute_to(unit, scalar, unit); },
-         "Resource tie is unable to clone itself."},
-        {"clone_array", [&] { perform_clone_attribute_to(unit, array, unit); },
-         "Resource tie is unable to clone itself."},
-        {"obtain_resource", [&] { tie.obtain_resource("/a", unit_t::unit_class); },
-         "Can not load the resource tie."},
-        {"reclaim_resource", [&] { tie.reclaim_resource(&unit); }, "Can not unload the resource tie."},
-        {"remove_value", [&] { tie.remove_value(unit, row, 0); },
-         "Can not remove element from array of resource ties."},
-        {"get_size", [&] { tie.get_size(unit, row); }, "Can not query the size of array of resource ties."},
-        {"request_capacity", [&] { tie.request_capacity(unit, row, 4); },
-         "Can not change capacity of array of resource ties."},
-        {"get_value_scalar", [&] { tie.get_value_scalar(unit, row); },
-         "Can not get resource tie attribute value."},
-        {"get_value_element", [&] { tie.get_value_element(unit, row, 0); },
-         "Can not get resource tie attribute value."},
-        {"get_value_array", [&] { tie.get_value_array(unit, row, values); },
-         "Can not get the resource tie array copy."},
-        {"set_value_scalar", [&] { tie.set_value_scalar(unit, row, &unit); },
-         "Can not set the resource tie attribute value."},
-        {"set_value_element", [&] { tie.set_value_element(unit, row, 0, &unit); },
-         "Can not set the resource tie attribute value."},
-        {"append_value", [&] { tie.append_value(unit, row, &unit); },
-         "Can not append the resource tie attribute value."},
-        {"prepend_value", [&] { tie.prepend_value(unit, row, &unit); },
-         "Can not prepend the resource tie attribute value."},
+        {"get_resource_name", "Can not support querying names of resources.",
+         [&] { tie.get_resource_name(unit, name); }},
+        {"destroy_scalar", itself, [&] { perform_destroy_attribute(unit, row); }},
+        {"destroy_array", itself, [&] { perform_destroy_attribute(unit, rows); }},
+        {"clone_scalar", copy, [&] { perform_clone_attribute_to(unit, row, unit); }},
+        {"clone_array", copy, [&] { perform_clone_attribute_to(unit, rows, unit); }},
+        {"obtain_resource", "Can not load the resource tie.",
+         [&] { tie.obtain_resource("/a", unit_t::unit_class); }},
+        {"reclaim_resource", "Can not unload the resource tie.", [&] { tie.reclaim_resource(&unit); }},
+        {"remove_value", "Can not remove element from array of resource ties.",
+         [&] { tie.remove_value(unit, rows, 0); }},
+        {"get_size", "Can not query the size of array of resource ties.", [&] { tie.get_size(unit, rows); }},
+        {"request_capacity", "Can not change capacity of array of resource ties.",
+         [&] { tie.request_capacity(unit, rows, 4); }},
+        {"get_value_scalar", value, [&] { tie.get_value_scalar(unit, row); }},
+        {"get_value_element", value, [&] { tie.get_value_element(unit, rows, 0); }},
+        {"get_value_array", "Can not get the resource tie array copy.",
+         [&] { tie.get_value_array(unit, rows, values); }},
+        {"set_value_scalar", set, [&] { tie.set_value_scalar(unit, row, &unit); }},
+        {"set_value_element", set, [&] { tie.set_value_element(unit, rows, 0, &unit); }},
+        {"append_value", "Can not append the resource tie attribute value.",
+         [&] { tie.append_value(unit, rows, &unit); }},
+        {"prepend_value", "Can not prepend the resource tie attribute value.",
+         [&] { tie.prepend_value(unit, rows, &unit); }},
     };
     for (const auto &c : cases)
         EXPECT_EQ(fatal_text_of(c.code), std::string("*** ERROR *** : kcore/units/unit_resource_tie: "
