@@ -64,7 +64,7 @@ unit_t *unit_resource_tie_t::get_value_element(const unit_t &, const unit_attrib
     refuse(__LINE__, __func__, "Can not get resource tie attribute value.");
 }
 
-bool unit_resource_tie_t::get_value_array(const unit_t &, const unit_attribute_t &, array_t<unit_t *> &) {
+bool unit_resource_tie_t::get_value_array(const unit_t &, const unit_attribute_t &, array_dyn_t<unit_t *> &) {
     refuse(__LINE__, __func__, "Can not get the resource tie array copy.");
 }
 
