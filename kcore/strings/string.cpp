@@ -1,10 +1,13 @@
-#include "kcore/messages/fatal.h"
-#include "kcore/strings/mstring.h"
-#include "kcore/strings/printf_format.h"
+#include "kcore/strings/string.h"
+
+#include "kcore/messages/messages.h"
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
+#include <limits>
+#include <new>
 
 namespace kestrel {
 
@@ -78,6 +81,67 @@ bool mstring_t::format_variadic(uint32_t position, const char *format, ...) {
     return whole;
 }
 
+// What stands between "%" and the size prefix or the conversion.
+static size_t length_of_flags(const char *text) {
+    return std::strspn(text, "-+ #0123456789.");
+}
+
+// The start of the first conversion, just behind its flags, that printf does not know; null when there is
+// none.
+static const char *find_own_conversion(const char *format) {
+    while ((format = std::strchr(format, '%'))) {
+        format += 1 + length_of_flags(format + 1);
+        if (*format == 'I' || *format == 'p')
+            return format;
+        if (*format)
+            ++format;
+    }
+    return nullptr;
+}
+
+namespace {
+
+// A format of the program as this platform's printf wants it. Most need no change.
+class printf_format_t {
+  public:
+    // The format must live as long as this object.
+    explicit printf_format_t(const char *format);
+
+    // Null for a format with own conversions that is longer than literals may be.
+    const char *c_str() const { return text_; }
+
+  private:
+    const char *text_;
+    char translated_[max_own_format_length * 3];
+};
+
+} // namespace
+
+printf_format_t::printf_format_t(const char *format) : text_(format) {
+    const char *own = find_own_conversion(format);
+    if (!own)
+        return;
+    text_ = nullptr;
+    if (std::strlen(format) > max_own_format_length)
+        return;
+    char *end = translated_;
+    const auto append = [&](std::string_view text) { end = std::copy(text.begin(), text.end(), end); };
+    for (; own; own = find_own_conversion(format)) {
+        append({format, own});
+        if (*own == 'p') {
+            append(".16zX");
+            format = own + 1;
+        } else {
+            const bool wide = std::strncmp(own, "I64", 3) == 0;
+            append(wide ? "ll" : "z");
+            format = own + (wide ? 3 : 1);
+        }
+    }
+    append(format);
+    *end = '\0';
+    text_ = translated_;
+}
+
 bool mstring_t::format_at(uint32_t position, const char *format, va_list arguments) {
     const printf_format_t printf_format(format);
     const auto print = [&] {
@@ -90,17 +154,23 @@ bool mstring_t::format_at(uint32_t position, const char *format, va_list argumen
         return length;
     };
     // Most texts fit where they are to stand and are formatted once.
-    const int length = print();
-    const uint64_t needed = uint64_t{position} + 1 + (length < 0 ? 0 : static_cast<uint32_t>(length));
-    const uint32_t before = capacity_;
-    if (reserve(needed) != before)
-        print();
-    if (capacity_ == 0)
+    const int length = printf_format.c_str() ? print() : -1;
+    if (length < 0) {
+        length_ = std::min(length_, position);
+        if (capacity_ != 0)
+            data_[length_] = '\0';
         return false;
-    const bool whole = length >= 0 && needed <= capacity_;
-    length_ = length < 0 ? position : whole ? static_cast<uint32_t>(needed) - 1 : capacity_ - 1;
-    data_[length_] = '\0';
-    return whole;
+    }
+    const uint64_t needed = uint64_t{position} + 1 + static_cast<uint32_t>(length);
+    // The prefix stands also when growing throws.
+    if (capacity_ != 0)
+        length_ = static_cast<uint32_t>(std::min<uint64_t>(needed, capacity_)) - 1;
+    if (needed > capacity_ && can_grow()) {
+        reserve(needed);
+        print();
+        length_ = static_cast<uint32_t>(needed) - 1;
+    }
+    return needed <= capacity_;
 }
 
 bool mstring_t::append_code_point(uint32_t c) {
@@ -128,6 +198,36 @@ bool mstring_t::append_code_point(uint32_t c) {
     }
     const uint64_t needed = uint64_t{length_} + 1 + count;
     return reserve(needed) >= needed && append({bytes, count});
+}
+
+void string_dyn_t::point_to_empty() {
+    // Shared by all empty strings and never written: the capacity 0 keeps every writer away.
+    static const char empty[1] = {'\0'};
+    data_ = const_cast<char *>(empty);
+    length_ = 0;
+    capacity_ = 0;
+}
+
+uint32_t string_dyn_t::reserve(uint64_t wanted) {
+    if (wanted <= capacity_)
+        return capacity_;
+    const uint64_t grown = std::max((wanted + 15) & ~uint64_t{15}, uint64_t{capacity_} * 2);
+    if (grown > std::numeric_limits<uint32_t>::max())
+        throw std::bad_alloc();
+    char *storage = static_cast<char *>(std::realloc(capacity_ ? data_ : nullptr, grown));
+    if (!storage)
+        throw std::bad_alloc();
+    if (capacity_ == 0)
+        storage[0] = '\0';
+    data_ = storage;
+    capacity_ = static_cast<uint32_t>(grown);
+    return capacity_;
+}
+
+void string_dyn_t::release_storage() {
+    if (capacity_ != 0)
+        std::free(data_);
+    point_to_empty();
 }
 
 } // namespace kestrel
