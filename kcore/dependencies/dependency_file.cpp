@@ -21,6 +21,10 @@ static bool print_record(file_t &file, const dependency_record_t &record) {
 
 bool write_dependency_file(rcfs_device_t &device, const dependency_record_t &record,
                            std::string_view output_path) {
+    // What may run out of memory comes before there is a file that would have to go again.
+    mem_file_t text;
+    if (!print_record(text, record))
+        return false;
     sysfs_device_t &store = device.dependency_store();
     fs_path_t location;
     if (!store.get_system_location(output_path, location)) {
@@ -31,8 +35,7 @@ bool write_dependency_file(rcfs_device_t &device, const dependency_record_t &rec
         fs_device_open(location.view(), fs_open_mode_t::create_truncate, fs_device_type_t::sysfs);
     if (!file)
         return false;
-    mem_file_t text;
-    const bool copied = print_record(text, record) && fs_copy(file.get(), &text);
+    const bool copied = fs_copy(file.get(), &text);
     if (file->close() && copied)
         return true;
     store.remove_file(output_path);

@@ -2,6 +2,8 @@
 
 #include "kcore/messages/messages.h"
 
+#include <new>
+
 namespace kestrel {
 
 bool dependency_record_t::set_primary_source(std::string_view path) {
@@ -17,8 +19,12 @@ bool dependency_record_t::add_dependency(std::string_view path) {
 }
 
 bool dependency_record_t::append(std::string_view path) {
-    string_dyn_t source;
-    return source.assign(path) && sources_.push_back(std::move(source));
+    try {
+        sources_.push_back(string_dyn_t(path));
+        return true;
+    } catch (const std::bad_alloc &) {
+        return false;
+    }
 }
 
 void dependency_record_t::clear() {

@@ -3,7 +3,7 @@
 // What an output was made from: the version of its conversion, its primary source and further dependencies.
 //
 // Sources are virtual paths, the primary one first. Adding out of order is reported and done all the same;
-// adding gives false, changing nothing, when the memory cannot be had.
+// adding gives false, changing nothing, when the memory cannot be had (setting the version throws).
 
 #include "kcore/collections/array.h"
 #include "kcore/strings/string_dyn.h"
@@ -15,7 +15,7 @@ namespace kestrel {
 
 class dependency_record_t {
   public:
-    bool set_version(std::string_view version) { return version_.assign(version); }
+    void set_version(std::string_view version) { version_.assign(version); }
     bool set_primary_source(std::string_view path);
     bool add_dependency(std::string_view path);
     void clear();

@@ -5,33 +5,34 @@
 
 namespace kestrel {
 
-static std::unique_ptr<sysfs_device_t> make_store(std::string_view base, std::string_view path) {
+static std::unique_ptr<sysfs_device_t> make_store(file_system_t &system, std::string_view base,
+                                                  std::string_view path) {
     string_dyn_t directory(base);
     directory.append("/");
     directory.append(path);
-    file_system_t &system = *file_system();
     return std::make_unique<sysfs_device_t>(directory.view(), *system.platform, system.pump);
 }
 
-static std::unique_ptr<sysfs_device_t> make_created_store(std::string_view base, std::string_view path) {
+static std::unique_ptr<sysfs_device_t> make_created_store(file_system_t &system, std::string_view base,
+                                                          std::string_view path) {
     string_dyn_t directory(base);
     directory.append("/");
     directory.append(path);
-    file_system()->system_device.create_directories(directory.view());
-    return make_store(base, path);
+    system.system_device.create_directories(directory.view());
+    return make_store(system, base, path);
 }
 
-rcfs_device_t::rcfs_device_t(std::string_view base_directory, std::string_view root)
+rcfs_device_t::rcfs_device_t(file_system_t &system, std::string_view base_directory, std::string_view root)
     : fs_device_t(fs_device_kind_t::rcfs, root) {
-    primary_ = make_store(base_directory, root);
+    primary_ = make_store(system, base_directory, root);
     for (const std::string_view shared : {"base", "base_vehicle", "base_share"})
-        fallbacks_.push_back(make_store(base_directory, shared));
+        fallbacks_.push_back(make_store(system, base_directory, shared));
 
     string_dyn_t resources(base_directory);
     resources.append("/rsrc/");
     resources.append(root);
-    cache_ = make_created_store(resources.view(), "@cache");
-    dependencies_ = make_created_store(resources.view(), "@dep");
+    cache_ = make_created_store(system, resources.view(), "@cache");
+    dependencies_ = make_created_store(system, resources.view(), "@dep");
 }
 
 std::unique_ptr<file_t> rcfs_device_t::open(std::string_view path, fs_open_mode_t mode) {

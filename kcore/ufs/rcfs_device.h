@@ -8,16 +8,19 @@
 //   BASE/rsrc/ROOT/@cache         cache store, converted outputs
 //   BASE/rsrc/ROOT/@dep           dependency store, one record per output at the output's own path
 //
-// Construction never fails: it creates the last two directories, and a directory that is not there leaves its
-// store unavailable. As a device it serves the cache store. Needs a started file system.
+// Construction fails only for memory (std::bad_alloc): it creates the last two directories, and a directory that
+// is not there leaves its store unavailable. As a device it serves the cache store.
 
 #include "kcore/ufs/sysfs_device.h"
 
 namespace kestrel {
 
+struct file_system_t;
+
 class rcfs_device_t final : public fs_device_t {
   public:
-    rcfs_device_t(std::string_view base_directory, std::string_view root);
+    // The file system outlives the device.
+    rcfs_device_t(file_system_t &system, std::string_view base_directory, std::string_view root);
 
     // Whether sources are converted when they are accessed: in this system never.
     bool perform_conversion() const { return false; }

@@ -74,6 +74,20 @@ bool sysfs_device_t::remove_file(std::string_view path) {
     return get_system_location(path, location) && platform_.delete_file(location.c_str());
 }
 
+bool sysfs_device_t::remove_old(std::string_view path) {
+    fs_path_t location;
+    fs_stat_t found;
+    if (!get_system_location(path, location))
+        return false;
+    if (!platform_.stat_path(location.c_str(), found))
+        return true;
+    if (found.kind != fs_kind_t::file) {
+        msg_error("[fs] %s: not a regular file, left alone", location.c_str());
+        return false;
+    }
+    return platform_.delete_file(location.c_str()) || !platform_.stat_path(location.c_str(), found);
+}
+
 bool sysfs_device_t::stat(std::string_view path, fs_stat_t &out) {
     fs_path_t location;
     if (!get_system_location(path, location) || !platform_.stat_path(location.c_str(), out))

@@ -29,6 +29,9 @@ class sysfs_device_t final : public fs_device_t {
     bool move_file(std::string_view from, std::string_view to, bool replace) override;
     std::optional<fs_listing_t> list(std::string_view path) override;
 
+    // Removes what a new file may take the name of: a regular file or a link to one. True when nothing has the
+    // name any more; what else has it is left alone and reported.
+    bool remove_old(std::string_view path);
     // Opens in any mode but atomic.
     std::unique_ptr<sysfs_file_t> open_plain(std::string_view path, fs_open_mode_t mode);
     bool get_system_location(std::string_view path, mstring_t &location) const;

@@ -57,7 +57,7 @@ class spoilt_conversion_t {
                     outcome.record_always_true &= disk_.has_file(output) && is_whole(whole_outputs);
             });
             {
-                rcfs_device_t device("/base", "project");
+                rcfs_device_t device(*file_system(), "/base", "project");
                 outcome.converted = convert_file(device, "/d/m.kim", all_passes);
             }
             outcome.spoilt = platform.spoilt();

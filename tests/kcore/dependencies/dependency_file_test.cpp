@@ -22,7 +22,7 @@ class dependency_file : public testing::Test {
   protected:
     dependency_file() {
         platform().add_directory("/w/p");
-        device_ = std::make_unique<rcfs_device_t>("/w", "p");
+        device_ = std::make_unique<rcfs_device_t>(*file_system(), "/w", "p");
     }
     fake_platform_t &platform() { return system_.platform(); }
     static dependency_record_t sample_record() {
