@@ -1,7 +1,7 @@
 #include "fuzz/conversion_in_memory.h"
 
 #include "fuzz/check.h"
-#include "tests/support/fake_file_system.h"
+#include "tests/support/fake_platform.h"
 #include "tools/conv/kim2kmg/convert_file.h"
 #include "tools/kmg/kmg_check.h"
 

@@ -1,8 +1,7 @@
 #include "kcore/messages/console_message_handler.h"
-#include "kcore/ufs/fs_device_open.h"
 #include "tests/support/captured_messages.h"
 #include "tests/support/child_run.h"
-#include "tests/support/fake_file_system.h"
+#include "tests/support/fake_platform.h"
 
 #include <gtest/gtest.h>
 

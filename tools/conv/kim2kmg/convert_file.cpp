@@ -44,10 +44,16 @@ class new_output_t {
     std::unique_ptr<file_t> file_;
 };
 
+// What is there and is no file is no record either: it will be in the way of the new one.
+bool remove_record(sysfs_device_t &store, std::string_view path) {
+    fs_stat_t found;
+    return (store.stat(path, found) && found.kind != fs_kind_t::file) || store.remove_old(path);
+}
+
 // The old output's name goes first, then its record, and only then is the new file created: no record ever
 // stands beside an output that is not whole, and where the output cannot be replaced, its record stays.
 new_output_t::new_output_t(rcfs_device_t &device, std::string_view path) : device_(device), path_(path) {
-    if (device.cache_store().remove_old(path) && device.dependency_store().remove_old(path))
+    if (device.cache_store().remove_old(path) && remove_record(device.dependency_store(), path))
         file_ = open_in(device.cache_store(), path, fs_open_mode_t::create_truncate);
 }
 
