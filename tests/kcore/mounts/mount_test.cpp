@@ -4,7 +4,7 @@
 #include "kcore/ufs/file_system.h"
 #include "tests/support/captured_messages.h"
 #include "tests/support/child_run.h"
-#include "tests/support/fake_file_system.h"
+#include "tests/support/fake_platform.h"
 
 #include <gtest/gtest.h>
 
