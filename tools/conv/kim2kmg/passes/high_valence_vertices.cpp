@@ -177,7 +177,7 @@ void high_valence_vertices_t::left_cache(uint32_t vertex) {
 
 high_valence_vertices_t::found_t high_valence_vertices_t::best(uint32_t hub, rank_t rank) {
     found_t best;
-    array_t<uint32_t> &numbers = hub_of(hub).groups;
+    array_dyn_t<uint32_t> &numbers = hub_of(hub).groups;
     for (size_t i = numbers.size(); i-- > 0;) {
         group_t &group = groups_[numbers[i]];
         const uint64_t top =

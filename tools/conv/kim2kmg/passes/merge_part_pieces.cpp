@@ -1,5 +1,5 @@
 #include "kcore/collections/city_hash.h"
-#include "kcore/messages/fatal.h"
+#include "kcore/messages/messages.h"
 #include "tools/conv/kim2kmg/passes/index_table.h"
 #include "tools/conv/kim2kmg/passes/passes.h"
 #include "tools/kmg/kmg_format.h"
@@ -206,7 +206,7 @@ void piece_matching_t::add_piece(uint32_t number, const kix_piece_t &piece, uint
     if (place.kind == kinds_.size()) {
         bool takes = agree;
         if (agree && place.tag_count < piece.streams.size()) {
-            array_t<uint32_t> &repeating = repeating_kinds_[family];
+            array_dyn_t<uint32_t> &repeating = repeating_kinds_[family];
             takes = repeating.size() < most_repeating_kinds;
             if (takes)
                 repeating.push_back(place.kind);
@@ -375,7 +375,7 @@ void renumber_part(kim_t &model, kix_part_t &part, std::span<const uint32_t> new
 }
 
 template <class T>
-void remove_absorbed(array_t<T> &objects, std::span<const uint32_t> new_positions) {
+void remove_absorbed(array_dyn_t<T> &objects, std::span<const uint32_t> new_positions) {
     size_t kept = 0;
     for (size_t p = 0; p < objects.size(); ++p)
         if (p >= new_positions.size() || new_positions[p] != none)

@@ -137,7 +137,7 @@ void unique_vertices_t::number_vertices(const kix_piece_t &piece) {
 }
 
 void list_merge_positions(const kix_piece_t &piece, const unique_vertices_t &unique,
-                          array_t<float3_t> &positions) {
+                          array_dyn_t<float3_t> &positions) {
     const kix_stream_t *const stream = piece.find_stream(position_tag);
     if (!stream || stream->item_size() < sizeof(float3_t))
         return;

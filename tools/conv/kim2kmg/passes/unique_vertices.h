@@ -38,7 +38,7 @@ class unique_vertices_t {
 // Appends the positions at which vertices were merged, each once, in the order in which the merges were
 // found: the first three floats of their items, none for a piece whose position stream has smaller items.
 void list_merge_positions(const kix_piece_t &piece, const unique_vertices_t &unique,
-                          array_t<float3_t> &positions);
+                          array_dyn_t<float3_t> &positions);
 
 // Calls `work` with the stream's item size as a constant, so that items are hashed and copied without a loop
 // over their bytes.
