@@ -5,7 +5,7 @@
 // The sphere grows just enough to hold its old self and the new point, so it depends on the order of the
 // points; all arithmetic is in single precision.
 
-#include "tools/conv/intermediate/kix_model.h"
+#include "tools/conv/intermediate/kim_model.h"
 #include "tools/kmg/kmg_format.h"
 
 #include <algorithm>

@@ -6,7 +6,7 @@
 // of its own number; one with aliases feeds the slots that they name, "_TEXCOORD0" to "_TEXCOORD7" or "_UV0"
 // to "_UV7", and no other.
 
-#include "tools/conv/intermediate/kix_model.h"
+#include "tools/conv/intermediate/kim_model.h"
 #include "tools/kmg/kmg_format.h"
 
 namespace kestrel {
