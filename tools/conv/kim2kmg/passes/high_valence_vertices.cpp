@@ -93,7 +93,6 @@ high_valence_vertices_t::group_key_t high_valence_vertices_t::key_of(const trian
 
 uint32_t high_valence_vertices_t::find_or_add_group(const group_key_t &key) {
     const auto number = static_cast<uint32_t>(groups_.size());
-    group_table_.reserve(number + 1);
     uint64_t hash = mix_hash(key.corner, uint64_t{key.hub} << 32 | key.others[0]);
     hash = mix_hash(mix_hash(hash, key.others[1]), 0);
     const uint32_t found =

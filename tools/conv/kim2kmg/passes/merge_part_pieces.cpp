@@ -1,6 +1,6 @@
 #include "kcore/collections/city_hash.h"
+#include "kcore/collections/hashed_table.h"
 #include "kcore/messages/messages.h"
-#include "tools/conv/kim2kmg/passes/index_table.h"
 #include "tools/conv/kim2kmg/passes/passes.h"
 #include "tools/kmg/kmg_format.h"
 
@@ -26,7 +26,6 @@ class numbering_t {
   public:
     uint32_t number_of(std::string_view bytes) {
         const auto number = static_cast<uint32_t>(ends_.size());
-        table_.reserve(number + 1);
         const uint32_t found = table_.find_or_add(city_hash_64(bytes), number,
                                                   [&](uint32_t other) { return string(other) == bytes; });
         if (found == number) {
@@ -47,7 +46,7 @@ class numbering_t {
 
     array_dyn_t<char> bytes_;
     array_dyn_t<size_t> ends_;
-    index_table_t table_;
+    hashed_table_t table_;
 };
 
 // Pieces that take in others, in model order, and how many vertices each has room for. A tree of the greatest
