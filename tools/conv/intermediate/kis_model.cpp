@@ -1,5 +1,7 @@
 #include "tools/conv/intermediate/kis_model.h"
 
+#include "kcore/collections/city_hash.h"
+
 #include <cmath>
 
 namespace kestrel {
@@ -7,15 +9,17 @@ namespace kestrel {
 const kis_bone_t &kis_bone_table_t::add_bone(std::string_view name, std::string_view parent,
                                              const std::array<float, 16> &matrix) {
     const matrix_inverse_t inverse = invert_matrix(matrix);
+    const auto position = static_cast<uint32_t>(bones_.size());
     bones_.push_back({string_dyn_t(name), string_dyn_t(parent), matrix, inverse.values, inverse.invertible});
-    const kis_bone_t &bone = bones_.back();
-    positions_.insert(bone.name.view(), static_cast<uint32_t>(bones_.size() - 1));
-    return bone;
+    positions_.find_or_add(city_hash_64(name), position,
+                           [&](uint32_t i) { return bones_[i].name.view() == name; });
+    return bones_.back();
 }
 
 std::optional<uint32_t> kis_bone_table_t::find(std::string_view name) const {
-    const uint32_t *position = positions_.find(name);
-    return position ? std::optional(*position) : std::nullopt;
+    const uint32_t position =
+        positions_.find(city_hash_64(name), [&](uint32_t i) { return bones_[i].name.view() == name; });
+    return position != hashed_table_t::none ? std::optional(position) : std::nullopt;
 }
 
 static float determinant_of_3x3(float a, float b, float c, float d, float e, float f, float g, float h,

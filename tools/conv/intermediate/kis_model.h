@@ -36,7 +36,7 @@ class kis_bone_table_t : public kix_object_t {
 
   private:
     array_dyn_t<kis_bone_t> bones_;
-    hashed_table_t<uint32_t> positions_; // keys are the bones' own names
+    hashed_table_t positions_; // of the bones, by name
 };
 
 struct kis_t : kix_object_t {
