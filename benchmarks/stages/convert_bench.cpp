@@ -3,7 +3,7 @@
 #include "benchmarks/stages/inputs.h"
 #include "benchmarks/stages/measure.h"
 #include "benchmarks/stages/scratch_tree.h"
-#include "tools/conv/intermediate/file_text.h"
+#include "tools/conv/intermediate/parse_file.h"
 #include "tools/conv/kim2kmg/convert_file.h"
 
 using namespace kestrel;

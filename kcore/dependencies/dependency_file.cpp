@@ -3,7 +3,7 @@
 #include "kcore/kutils/ufs/fs_copy.h"
 #include "kcore/kutils/ufs/mem_file.h"
 #include "kcore/messages/messages.h"
-#include "kcore/ufs/fs_device_open.h"
+#include "kcore/ufs/file_system.h"
 
 namespace kestrel {
 

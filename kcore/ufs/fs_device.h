@@ -30,6 +30,8 @@ class fs_device_t {
     virtual bool stat(std::string_view path, fs_stat_t &out);
     bool is_file(std::string_view path);
     bool is_directory(std::string_view path);
+    // False for a path that this device cannot have, being too long below its root. Says nothing.
+    virtual bool can_name(std::string_view) const { return true; }
     virtual bool create_directories(std::string_view path);
     // Those above the last '/' of the path; a path without one, or with only a leading one, needs none.
     bool create_parent_directories(std::string_view path);

@@ -23,6 +23,7 @@ class rcfs_device_t final : public fs_device_t {
     bool perform_conversion() const { return false; }
 
     std::unique_ptr<file_t> open(std::string_view path, fs_open_mode_t mode) override;
+    bool can_name(std::string_view path) const override { return cache_->can_name(path); }
     // Removes an output and its dependency file. Warns, and always gives true.
     bool remove_file(std::string_view path) override;
     bool stat(std::string_view path, fs_stat_t &out) override;

@@ -26,6 +26,11 @@ static bool compose(std::string_view root, std::string_view path, mstring_t &loc
     return location.assign(root) && (root == "/" || location.append("/")) && location.append(path);
 }
 
+bool sysfs_device_t::can_name(std::string_view path) const {
+    fs_path_t location;
+    return compose(name().view(), path, location);
+}
+
 bool sysfs_device_t::get_system_location(std::string_view path, mstring_t &location) const {
     fs_path_t fitting;
     if (!compose(name().view(), path, fitting)) {

@@ -21,6 +21,7 @@ class sysfs_device_t final : public fs_device_t {
 
     // Every mode but read creates missing parent directories first.
     std::unique_ptr<file_t> open(std::string_view path, fs_open_mode_t mode) override;
+    bool can_name(std::string_view path) const override;
     bool remove_file(std::string_view path) override;
     bool stat(std::string_view path, fs_stat_t &out) override;
     bool create_directories(std::string_view path) override;

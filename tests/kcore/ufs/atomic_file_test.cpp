@@ -1,6 +1,6 @@
 #include "kcore/ufs/sysfs_atomic_file.h"
 
-#include "kcore/ufs/fs_device_open.h"
+#include "kcore/ufs/file_system.h"
 #include "tests/support/captured_messages.h"
 #include "tests/support/fake_file_system.h"
 #include "tests/support/temporary_directory.h"
