@@ -30,9 +30,15 @@ char *put_bits(char *out, float value) {
     return out;
 }
 
+// Of all singles one is another single when its shortest digits, 7.038531e-26, are read as a double and
+// rounded.
+constexpr uint32_t twice_rounded_pattern = 0x15ae43fd;
+
 // A number without point and exponent would be an integer.
 char *put_shortest(char *out, float value) {
-    char *const end = std::to_chars(out, out + longest_real, value).ptr;
+    char *end = std::to_chars(out, out + longest_real, value).ptr;
+    if ((std::bit_cast<uint32_t>(value) & 0x7fffffff) == twice_rounded_pattern)
+        end = std::to_chars(out, out + longest_real, double{value}).ptr;
     if (std::any_of(out, end, [](char character) { return character == '.' || character == 'e'; }))
         return end;
     std::memcpy(end, ".0", 2);
