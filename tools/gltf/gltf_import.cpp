@@ -283,6 +283,7 @@ void gltf_importer_t::add_primitive(int node, const tinygltf::Primitive &primiti
     auto pieces = split_piece(std::move(piece), kmg_max_piece_vertices);
     split_ += pieces.size() > 1;
     for (model_piece_t &each : pieces) {
+        order_for_converter(each);
         part.pieces.push_back(static_cast<uint32_t>(model_.pieces.size()));
         model_.pieces.push_back(std::move(each));
     }

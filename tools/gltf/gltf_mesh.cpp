@@ -41,6 +41,10 @@ vector_t turned(const matrix_t &matrix, const vector_t &v) {
     return result;
 }
 
+bool is_identity(const matrix_t &matrix) {
+    return std::equal(&matrix.m[0][0], &matrix.m[0][0] + 16, &identity_matrix.m[0][0]);
+}
+
 int attribute_of(const tinygltf::Primitive &primitive, const std::string &name) {
     const auto found = primitive.attributes.find(name);
     return found == primitive.attributes.end() ? -1 : found->second;
@@ -124,7 +128,8 @@ std::vector<uint32_t> read_corners(const gltf_accessors_t &accessors, const tiny
     return corners;
 }
 
-// The vertices named, in that order; no triangles.
+} // namespace
+
 model_piece_t vertices_of(const model_piece_t &piece, std::span<const uint32_t> vertices) {
     const auto pick = [&](const auto &from, auto &to) {
         if (from.empty())
@@ -146,8 +151,6 @@ model_piece_t vertices_of(const model_piece_t &piece, std::span<const uint32_t> 
         pick(channel.values, result.uvs.emplace_back(uv_channel_t{{}, channel.slots}).values);
     return result;
 }
-
-} // namespace
 
 std::optional<gltf_mode_t> triangle_mode(int mode) {
     switch (mode) {
@@ -219,6 +222,8 @@ model_piece_t read_primitive(const gltf_accessors_t &accessors, const tinygltf::
 }
 
 void transform_piece(const matrix_t &matrix, model_piece_t &piece) {
+    if (is_identity(matrix))
+        return; // zeros keep their sign
     for (kmg_float3_t &position : piece.positions) {
         vector_t moved = turned(matrix, to_double(position));
         for (size_t i = 0; i < 3; ++i)
@@ -236,7 +241,7 @@ void transform_piece(const matrix_t &matrix, model_piece_t &piece) {
     for (auto &row : linear.m)
         row[3] = 0;
     linear.m[3][3] = 1;
-    if (std::equal(&linear.m[0][0], &linear.m[0][0] + 16, &identity_matrix.m[0][0]))
+    if (is_identity(linear))
         return; // directions keep their bits
     matrix_t normals = cofactors(matrix);
     for (auto &row : normals.m)

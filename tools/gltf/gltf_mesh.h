@@ -27,6 +27,9 @@ void compute_flat_normals(model_piece_t &piece);
 // From the first UV channel, the mean of a vertex's triangles.
 void compute_tangents(model_piece_t &piece);
 
+// The vertices named, in that order; no triangles.
+model_piece_t vertices_of(const model_piece_t &piece, std::span<const uint32_t> vertices);
+
 // As it is when it has no more than `most` vertices, else along its triangles, in their order.
 std::vector<model_piece_t> split_piece(model_piece_t piece, size_t most);
 

@@ -22,4 +22,8 @@ void read_weights(const gltf_accessors_t &accessors, const gltf_skeleton_t &skel
 // The same for a mesh that follows one bone as a whole.
 void hang_on_bone(uint32_t bone, model_piece_t &piece);
 
+// The converter groups a piece's vertices by their weights, with a sort that moves equal ones. Vertices that
+// are grouped already are put where that sort brings each back to the place that it has now.
+void order_for_converter(model_piece_t &piece);
+
 } // namespace kestrel

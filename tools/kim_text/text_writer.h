@@ -5,6 +5,7 @@
 // With a sink the buffer goes there whenever there is a megabyte of it; without one everything stays in
 // memory.
 
+#include <algorithm>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -26,7 +27,10 @@ class text_writer_t {
 
     explicit text_writer_t(sink_t sink = nullptr);
 
-    void text(std::string_view text);
+    void text(std::string_view text) {
+        std::copy(text.begin(), text.end(), room(text.size()));
+        size_ += text.size();
+    }
     // Filled up with blanks to the width.
     void integer(uint64_t value, size_t least_width = 0);
     // Finite ones; two blanks between each two.
