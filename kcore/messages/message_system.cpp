@@ -72,7 +72,7 @@ void message_system_t::dispatch_top_level(message_level_t level, const char *for
     }
 }
 
-void msg_dispatch(message_level_t level, const char *format, va_list arguments) {
+void msg_dispatch(message_level_t level, const char *format, va_list arguments) try {
     const std::scoped_lock guard(message_system_t::lock());
     message_system_t *const system = message_system_t::instance;
     if (!system)
@@ -87,6 +87,7 @@ void msg_dispatch(message_level_t level, const char *format, va_list arguments) 
         ++system->dropped_;
     }
     --system->depth_;
+} catch (const std::bad_alloc &) {
 }
 
 void msg_dispatch_variadic(message_level_t level, const char *format, ...) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <limits>
+#include <new>
 
 namespace kestrel {
 
@@ -19,10 +20,10 @@ uint32_t string_dyn_t::reserve(uint64_t wanted) {
         return capacity_;
     const uint64_t grown = std::max((wanted + 15) & ~uint64_t{15}, uint64_t{capacity_} * 2);
     if (grown > std::numeric_limits<uint32_t>::max())
-        return capacity_;
+        throw std::bad_alloc();
     char *storage = static_cast<char *>(std::realloc(capacity_ ? data_ : nullptr, grown));
     if (!storage)
-        return capacity_;
+        throw std::bad_alloc();
     if (capacity_ == 0)
         storage[0] = '\0';
     data_ = storage;

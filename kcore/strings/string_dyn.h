@@ -1,7 +1,7 @@
 #pragma once
 
-// A string on the heap that grows as needed: capacities are multiples of 16 and at least double. Text that
-// memory cannot be had for is cut like any other.
+// A string on the heap that grows as needed: capacities are multiples of 16 and at least double. Growing throws
+// std::bad_alloc when memory cannot be had, so every operation that returns gives true.
 
 #include "kcore/strings/mstring.h"
 

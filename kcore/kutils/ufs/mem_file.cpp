@@ -89,13 +89,14 @@ mem_file_t::page_t *mem_file_t::get_page_for_writing(size_t index, bool overwrit
     return entry;
 }
 
-bool mem_file_t::resize_directory(size_t count) {
-    if (!pages_.reserve(count))
-        return false;
+bool mem_file_t::resize_directory(size_t count) try {
+    pages_.reserve(count);
     for (; pages_.size() > count; pages_.pop_back())
         if (pages_.back())
             page_pool_.destroy(pages_.back());
     return pages_.resize(count);
+} catch (const std::bad_alloc &) {
+    return false;
 }
 
 fs_request_t *mem_file_t::read_request(std::span<std::byte> buffer, uint64_t position,

@@ -133,15 +133,26 @@ bool conversion_t::write_output() {
     // Until the new one stands, no record vouches for the output.
     withdrawn_record_t old_record(device_, output_name_.view());
     std::unique_ptr<file_t> output;
-    if (old_record.withdraw())
-        output = open_in(device_.cache_store(), output_name_.view(), fs_open_mode_t::create_truncate);
+    try {
+        if (old_record.withdraw())
+            output = open_in(device_.cache_store(), output_name_.view(), fs_open_mode_t::create_truncate);
+    } catch (const std::bad_alloc &) {
+        device_.remove_file(output_name_.view());
+        throw;
+    }
     if (!output) {
         msg_error("error opening output file %s", output_name_.c_str());
         old_record.put_back();
         return false;
     }
     old_record.drop();
-    if (fill_output(*output))
+    bool whole = false;
+    try {
+        whole = fill_output(*output);
+    } catch (const std::bad_alloc &) {
+        out_of_memory();
+    }
+    if (whole)
         return true;
     output.reset();
     device_.remove_file(output_name_.view());
@@ -166,7 +177,12 @@ bool conversion_t::fill_output(file_t &output) {
 } // namespace
 
 bool convert_file(rcfs_device_t &device, const char *input_name, const option_flags_t &options) {
-    return conversion_t(device, input_name, options).run();
+    try {
+        return conversion_t(device, input_name, options).run();
+    } catch (const std::bad_alloc &) {
+        msg_error("%s: memory exhausted", input_name);
+        return false;
+    }
 }
 
 } // namespace kestrel
