@@ -142,8 +142,12 @@ bool write_files(const imported_model_t &model, const request_t &request) {
     const model_text_style_t style{quotable(output.stem().string()), skeleton_path.filename().string(),
                                    request.numbers == "bits" ? number_style_t::bit_patterns
                                                              : number_style_t::shortest_decimals};
-    text_file_t model_file, skeleton_file;
     const bool skinned = !model.bones.empty();
+    if (skinned && quotable(style.skeleton) != style.skeleton) {
+        msg_error("%s: a model cannot name a skeleton like that", skeleton_path.c_str());
+        return false;
+    }
+    text_file_t model_file, skeleton_file;
     if (!model_file.write(output, [&](text_writer_t &out) { write_model_text(model, style, out); }))
         return false;
     if (skinned && !skeleton_file.write(
