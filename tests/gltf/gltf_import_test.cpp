@@ -395,7 +395,7 @@ TEST(gltf_import, bones_of_more_skins_than_one_are_one_skeleton) {
 
 TEST(gltf_import, names_become_tokens_that_differ) {
     std::vector<std::string> notes;
-    const std::vector<std::string> wanted{"Arm", "arm",        "upper arm.L",     "upper arm.L.001",
+    const std::vector<std::string> wanted{"Arm", "arm",        "upper arm.L",     "upper arm L",
                                           "",    "\u00C4rmel", "0123456789abcdef"};
     EXPECT_THAT(
         token_names(wanted, "bone", true, notes),
