@@ -97,6 +97,11 @@ struct to_integer_t {
 
 } // namespace
 
+int attribute_of(const tinygltf::Primitive &primitive, const std::string &name) {
+    const auto found = primitive.attributes.find(name);
+    return found == primitive.attributes.end() ? -1 : found->second;
+}
+
 const tinygltf::Accessor &gltf_accessors_t::checked(int accessor) const {
     if (accessor < 0 || static_cast<size_t>(accessor) >= source_.document.accessors.size())
         gltf_fail("there is no accessor ", accessor);

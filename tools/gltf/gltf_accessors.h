@@ -11,6 +11,9 @@
 
 namespace kestrel {
 
+// The accessor of a primitive's attribute, or -1.
+int attribute_of(const tinygltf::Primitive &primitive, const std::string &name);
+
 class gltf_accessors_t {
   public:
     // An accessor without a view may have so many elements, since no bytes account for them.

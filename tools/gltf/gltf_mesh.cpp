@@ -45,11 +45,6 @@ bool is_identity(const matrix_t &matrix) {
     return std::equal(&matrix.m[0][0], &matrix.m[0][0] + 16, &identity_matrix.m[0][0]);
 }
 
-int attribute_of(const tinygltf::Primitive &primitive, const std::string &name) {
-    const auto found = primitive.attributes.find(name);
-    return found == primitive.attributes.end() ? -1 : found->second;
-}
-
 // COLOR_0 may have no alpha.
 std::vector<kmg_float4_t> read_colours(const gltf_accessors_t &accessors, int accessor) {
     if (accessors.components(accessor) != 3)

@@ -20,11 +20,6 @@ struct influence_set_t {
     std::vector<kmg_float4_t> weights;
 };
 
-int attribute_of(const tinygltf::Primitive &primitive, const std::string &name) {
-    const auto found = primitive.attributes.find(name);
-    return found == primitive.attributes.end() ? -1 : found->second;
-}
-
 std::vector<influence_set_t> read_sets(const gltf_accessors_t &accessors,
                                        const tinygltf::Primitive &primitive) {
     std::vector<influence_set_t> sets;
