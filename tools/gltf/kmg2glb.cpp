@@ -2,9 +2,9 @@
 
 #include "kcore/core/core.h"
 #include "kcore/messages/messages.h"
+#include "tools/gltf/gltf_export.h"
 #include "tools/kmg/command_line.h"
 #include "tools/kmg/file_bytes.h"
-#include "tools/gltf/gltf_export.h"
 #include "tools/kmg/kmg_check.h"
 
 #include <filesystem>

@@ -3,11 +3,9 @@
 // The grid as a text model, and the skeleton of a skinned one.
 
 #include "benchmarks/make_model/grid.h"
-#include "benchmarks/make_model/text_writer.h"
+#include "tools/kim_text/text_writer.h"
 
 namespace kestrel {
-
-enum class number_style_t { bit_patterns, decimals };
 
 enum class skin_style_t {
     none,
