@@ -289,12 +289,20 @@ void file_printer_t::print_bone(uint32_t index, const std::string &indent, bool 
         print_bone(children_[index][i], deeper, false, i + 1 == children_[index].size());
 }
 
+// Line by line and not as a table, which would hold millions of short strings many times over.
 void file_printer_t::print_strings() {
-    text_table_t table({"offset", "text"});
+    const size_t width =
+        std::max(std::string_view("offset").size(), concat(file_.string_pool().size()).size());
+    if (file_.string_pool().empty() && !style_.all)
+        return;
+    heading("String pool");
+    if (file_.string_pool().empty())
+        return line("  none");
+    line(styled(style_, faint, concat("  ", std::string(width - 6, ' '), "offset  text")));
     for_each_string(file_.string_pool(), [&](uint32_t offset, std::string_view text) {
-        table.add({concat(offset), quoted(text)});
+        const std::string number = concat(offset);
+        line(concat("  ", std::string(width - number.size(), ' '), number, "  ", quoted(text)));
     });
-    print_table("String pool", table);
 }
 
 } // namespace
