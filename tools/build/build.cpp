@@ -33,6 +33,7 @@ build_status_t build_t::run() {
 // The folders and models to look at; false after a message.
 bool build_t::select() {
     request_.share = settings_.share;
+    request_.stamp_outputs = settings_.check_outputs;
     request_.threads = settings_.jobs;
     if (settings_.selection.empty())
         return true;
@@ -210,7 +211,7 @@ build_status_t build_t::build_once() {
     const std::vector<task_t> tasks = find_tasks(tree, settings_.force);
     report.on_tree(tree, tasks);
     if (settings_.dry_run)
-        report.list_tasks(tasks);
+        report.on_dry_run(tasks);
     else if (!convert(tasks, report))
         return build_could_not_run;
     if (!stop_.came())

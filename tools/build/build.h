@@ -30,6 +30,7 @@ struct build_settings_t {
     bool explain = false;
     bool verbose = false;
     bool prune = false;
+    bool check_outputs = false; // whether they are those that were made
     bool watch = false;
     bool no_wait = false; // for another kimbuild
     std::string json;     // files to write; none when empty

@@ -113,12 +113,13 @@ std::string build_state_t::own_name() const {
 }
 
 std::vector<build_state_t::state_file_t> build_state_t::look_at_files() const {
-    const auto wanted = [](std::string_view name) {
-        return name == "state" || (name.starts_with("state-") && !name.ends_with(".new"));
+    const auto wishes = [](std::string_view name) {
+        const bool is_state = name == "state" || (name.starts_with("state-") && !name.ends_with(".new"));
+        return is_state ? file_wish_t::stamp : file_wish_t::nothing;
     };
     folder_listing_t listing;
     std::vector<state_file_t> files;
-    if (!list_folder(paths_.own, wanted, listing))
+    if (!list_folder(paths_.own, wishes, listing))
         for (const folder_entry_t &entry : listing.entries)
             if (!entry.is_folder)
                 files.push_back({entry.name, entry.stamp});

@@ -27,13 +27,13 @@ static std::string describe_change(std::string_view path, const file_stamp_t &wa
 std::optional<std::string> why_out_of_date(const model_t &model, const seen_model_t *seen,
                                            const model_options_t &options, const converter_t &converter,
                                            source_stamps_t &stamps) {
-    if (!model.output.exists())
+    if (!model.output.is_there)
         return "it has no output";
     if (!model.record.exists())
         return "it has no record of what its output was made from";
     if (!seen)
         return "nothing is known of its last conversion";
-    if (model.output != seen->output)
+    if (model.output.stamp.exists() && model.output.stamp != seen->output)
         return "its output is not the one that was made last";
     if (model.record != seen->record)
         return "its record is not the one that was made last";

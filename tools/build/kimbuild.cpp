@@ -46,6 +46,8 @@ void add_options(command_line_t &command_line, build_settings_t &settings) {
                           "tell what would be converted, and why; do nothing");
     command_line.add_flag("--explain", settings.explain, "tell why each model is converted");
     command_line.add_flag("-f,--force", settings.force, "convert every model");
+    command_line.add_flag("--check-outputs", settings.check_outputs,
+                          "notice outputs that something else has changed");
     command_line.add_option("-j,--jobs", settings.jobs, "processes at once (one a core)")
         ->type_name("N")
         ->check(CLI::Range(1, 1024));

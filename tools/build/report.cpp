@@ -106,7 +106,8 @@ void report_t::on_tree(const tree_t &tree, std::span<const task_t> tasks) {
             json_models_->models.push_back({{"model", model.path}, {"status", "up to date"}});
 }
 
-void report_t::list_tasks(std::span<const task_t> tasks) {
+void report_t::on_dry_run(std::span<const task_t> tasks) {
+    dry_run_ = true;
     if (!settings_.explain)
         put_tasks(tasks);
     if (json_models_)
@@ -204,7 +205,7 @@ void report_t::print_summary(bool interrupted) {
                          std::to_string(models_ - std::min(models_, tasks_)) + ", failed " +
                          std::to_string(failures_.size());
     if (left > 0)
-        counts += ", left " + std::to_string(left);
+        counts += (dry_run_ ? ", out of date " : ", left ") + std::to_string(left);
     if (converted_ > 0)
         counts += "; " + with_unit(source_bytes_) + " to " + with_unit(output_bytes_);
     line(counts + (interrupted ? "; interrupted after " : "; ") + with_digits(seconds(), 2) + " s");

@@ -26,7 +26,7 @@ class report_t final : public conversion_listener_t {
     // In this order; the tasks outlive the run.
     void on_tree(const tree_t &tree, std::span<const task_t> tasks);
     // A dry run has nothing but these.
-    void list_tasks(std::span<const task_t> tasks);
+    void on_dry_run(std::span<const task_t> tasks);
     void on_progress(const task_t &task, bool converted) override;
     void on_outcome(const task_t &task, const outcome_t &outcome) override;
     void on_wait() override;
@@ -62,6 +62,7 @@ class report_t final : public conversion_listener_t {
     size_t other_failures_ = 0;
     std::vector<std::string> orphans_;
     bool orphans_removed_ = false;
+    bool dry_run_ = false;
     std::unique_ptr<json_models_t> json_models_;
 
     // Progress runs ahead of the outcomes, which come in order.

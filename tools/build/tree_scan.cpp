@@ -94,7 +94,8 @@ class folder_scan_t {
   private:
     void scan(folder_task_t &task);
     bool list_sources(folder_task_t &task);
-    void list_products(const std::string &store, bool listed, folder_task_t &task, folder_listing_t &listing);
+    void list_products(const std::string &store, bool listed, folder_task_t &task, file_wish_t wish,
+                       folder_listing_t &listing);
     void match_models(const folder_task_t &task);
     void note_orphans(const folder_task_t &task);
     void add_subfolders(const folder_task_t &task);
@@ -117,8 +118,10 @@ bool folder_scan_t::list_sources(folder_task_t &task) {
     const std::string folder = paths_.source(task.path);
     if (request_.on_folder)
         request_.on_folder(folder);
-    const auto wanted = [&](std::string_view name) { return is_model_name(name) && in_share(task, name); };
-    if (const auto error = list_folder(folder, wanted, sources_)) {
+    const auto wishes = [&](std::string_view name) {
+        return is_model_name(name) && in_share(task, name) ? file_wish_t::stamp : file_wish_t::nothing;
+    };
+    if (const auto error = list_folder(folder, wishes, sources_)) {
         if (error == std::errc::no_such_file_or_directory)
             return true; // it went while we looked
         found.failures.push_back(printable(folder) + ": " + error.message());
@@ -137,12 +140,14 @@ bool folder_scan_t::list_sources(folder_task_t &task) {
 }
 
 void folder_scan_t::list_products(const std::string &store, bool listed, folder_task_t &task,
-                                  folder_listing_t &listing) {
+                                  file_wish_t wish, folder_listing_t &listing) {
     listing.entries.clear();
     if (!listed)
         return;
-    const auto wanted = [&](std::string_view name) { return is_output_name(name) && in_share(task, name); };
-    const auto error = list_folder(store + task.path, wanted, listing);
+    const auto wishes = [&](std::string_view name) {
+        return is_output_name(name) && in_share(task, name) ? wish : file_wish_t::nothing;
+    };
+    const auto error = list_folder(store + task.path, wishes, listing);
     if (error && error != std::errc::no_such_file_or_directory)
         found.failures.push_back(printable(store + task.path) + ": " + error.message());
 }
@@ -161,7 +166,7 @@ void folder_scan_t::match_models(const folder_task_t &task) {
         model_t model{task.path + "/" + source.name, source.stamp, {}, {}};
         const std::string output = output_of(source.name);
         if (const auto *entry = find_entry(outputs_.entries, output))
-            model.output = entry->stamp;
+            model.output = {true, entry->stamp};
         if (const auto *entry = find_entry(records_.entries, output))
             model.record = entry->stamp;
         found.models.push_back(std::move(model));
@@ -213,8 +218,9 @@ void folder_scan_t::add_subfolders(const folder_task_t &task) {
 void folder_scan_t::scan(folder_task_t &task) {
     if (!list_sources(task))
         return;
-    list_products(paths_.outputs, task.in_outputs, task, outputs_);
-    list_products(paths_.records, task.in_records, task, records_);
+    list_products(paths_.outputs, task.in_outputs, task,
+                  request_.stamp_outputs ? file_wish_t::stamp : file_wish_t::name, outputs_);
+    list_products(paths_.records, task.in_records, task, file_wish_t::stamp, records_);
     match_models(task);
     if (task.may_have_orphans)
         note_orphans(task);
@@ -230,8 +236,8 @@ void append(std::vector<T> &to, std::vector<T> &from) {
 
 model_t look_at_model(const tree_paths_t &paths, const std::string &path) {
     const std::string output = output_of(path);
-    return {path, stamp_of(paths.source(path)), stamp_of(paths.outputs + output),
-            stamp_of(paths.records + output)};
+    const file_stamp_t made = stamp_of(paths.outputs + output);
+    return {path, stamp_of(paths.source(path)), {made.exists(), made}, stamp_of(paths.records + output)};
 }
 
 tree_t scan_tree(const tree_paths_t &paths, const scan_request_t &request) {

@@ -15,10 +15,15 @@
 
 namespace kestrel {
 
+struct model_output_t {
+    bool is_there = false;
+    file_stamp_t stamp; // when it was asked for
+};
+
 struct model_t {
     std::string path; // in the tree
     file_stamp_t source;
-    file_stamp_t output;
+    model_output_t output;
     file_stamp_t record;
 };
 
@@ -33,6 +38,7 @@ struct scan_request_t {
     std::vector<std::string> folders = {""}; // to look at with their subfolders: "" or "/model/truck"
     std::vector<std::string> models;         // to look at alone
     share_t share;
+    bool stamp_outputs = false; // ask for their stamps as well, not only whether they are there
     unsigned threads = 1;
     // Called before each source folder is listed, from any thread, with its path in the operating system.
     std::function<void(const std::string &)> on_folder;

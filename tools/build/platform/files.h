@@ -41,18 +41,21 @@ struct folder_entry_t {
     std::string name;
     bool is_folder;     // else a regular file; other kinds are not listed
     bool is_link;       // a symbolic link to one
-    file_stamp_t stamp; // of files
+    file_stamp_t stamp; // of a file of which it is wanted
 };
+
+// What is wanted of a file of that name.
+enum class file_wish_t { nothing, name, stamp };
+using file_wishes_t = std::function<file_wish_t(std::string_view)>;
 
 struct folder_listing_t {
     folder_id_t id;
     std::vector<folder_entry_t> entries; // by name, compared as bytes
 };
 
-// Lists the subfolders and those files whose name is wanted; no others are asked for their stamps. Links are
-// followed; one that leads nowhere is not listed.
-std::error_code list_folder(const std::string &path, const std::function<bool(std::string_view)> &wanted,
-                            folder_listing_t &listing);
+// Lists the subfolders and the files of which something is wanted. Stamps are what costs. Links are followed;
+// one that leads nowhere is not listed.
+std::error_code list_folder(const std::string &path, const file_wishes_t &wishes, folder_listing_t &listing);
 
 // Of a regular file; that of a missing one when there is none or it cannot be seen.
 file_stamp_t stamp_of(const std::string &path);

@@ -60,25 +60,23 @@ std::error_code write_all(int file, std::string_view content) {
 }
 
 // Completes what the folder itself says about an entry. False for entries that are not listed.
-bool complete_entry(int folder, unsigned char type, const std::function<bool(std::string_view)> &wanted,
-                    folder_entry_t &entry) {
+bool complete_entry(int folder, unsigned char type, const file_wishes_t &wishes, folder_entry_t &entry) {
     if (type == DT_DIR) {
         entry.is_folder = true;
         return true;
     }
-    if (type == DT_REG && !wanted(entry.name))
-        return false;
     if (type != DT_REG && type != DT_LNK && type != DT_UNKNOWN)
         return false;
+    const file_wish_t wish = wishes(entry.name);
+    if (type == DT_REG && wish != file_wish_t::stamp)
+        return wish == file_wish_t::name;
     struct stat found;
     if (fstatat(folder, entry.name.c_str(), &found, 0) != 0)
         return false;
     entry.is_link = type == DT_LNK;
     entry.is_folder = S_ISDIR(found.st_mode);
-    if (entry.is_folder)
-        return true;
     entry.stamp = stamp_from(found);
-    return S_ISREG(found.st_mode) && wanted(entry.name);
+    return entry.is_folder || (S_ISREG(found.st_mode) && wish != file_wish_t::nothing);
 }
 
 } // namespace
@@ -89,8 +87,7 @@ int64_t time_now() {
     return nanoseconds(time);
 }
 
-std::error_code list_folder(const std::string &path, const std::function<bool(std::string_view)> &wanted,
-                            folder_listing_t &listing) {
+std::error_code list_folder(const std::string &path, const file_wishes_t &wishes, folder_listing_t &listing) {
     listing.entries.clear();
     const std::unique_ptr<DIR, int (*)(DIR *)> folder(opendir(path.c_str()), closedir);
     struct stat self;
@@ -109,7 +106,7 @@ std::error_code list_folder(const std::string &path, const std::function<bool(st
         if (name == "." || name == "..")
             continue;
         folder_entry_t entry{std::string(name), false, false, {}};
-        if (complete_entry(dirfd(folder.get()), found->d_type, wanted, entry))
+        if (complete_entry(dirfd(folder.get()), found->d_type, wishes, entry))
             listing.entries.push_back(std::move(entry));
     }
     std::sort(listing.entries.begin(), listing.entries.end(),
