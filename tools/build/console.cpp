@@ -1,5 +1,6 @@
 #include "tools/build/console.h"
 
+#include "kcore/strings/utf.h"
 #include "tools/build/platform/files.h"
 
 #include <cstdio>
@@ -59,15 +60,17 @@ void clear_progress() {
 }
 
 std::string printable(std::string_view name) {
+    constexpr char digits[] = "0123456789abcdef";
     std::string text;
-    for (const char c : name) {
-        const auto byte = static_cast<unsigned char>(c);
-        if (byte >= 0x20 && byte != 0x7F) {
-            text += c;
-            continue;
-        }
-        constexpr char digits[] = "0123456789abcdef";
-        text += {'\\', 'x', digits[byte >> 4], digits[byte & 15]};
+    while (!name.empty()) {
+        const auto first = static_cast<unsigned char>(name[0]);
+        const auto decoded = decode_utf8(name);
+        const size_t length = decoded ? decoded->length : 1;
+        if (!decoded || first < 0x20 || first == 0x7F)
+            text += {'\\', 'x', digits[first >> 4], digits[first & 15]};
+        else
+            text += name.substr(0, length);
+        name.remove_prefix(length);
     }
     return text;
 }

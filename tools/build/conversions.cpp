@@ -1,8 +1,7 @@
 #include "tools/build/conversions.h"
 
 #include "tools/build/console.h"
-#include "tools/build/model_head.h"
-#include "tools/build/record.h"
+#include "tools/build/model_sources.h"
 
 #include <algorithm>
 #include <thread>

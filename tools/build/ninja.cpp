@@ -1,8 +1,7 @@
 #include "tools/build/ninja.h"
 
-#include "tools/build/model_head.h"
+#include "tools/build/model_sources.h"
 #include "tools/build/platform/files.h"
-#include "tools/build/record.h"
 
 namespace kestrel {
 

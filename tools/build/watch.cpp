@@ -3,7 +3,7 @@
 #include "tools/build/build.h"
 
 #include "tools/build/console.h"
-#include "tools/build/model_head.h"
+#include "tools/build/model_sources.h"
 
 #include <algorithm>
 
