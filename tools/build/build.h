@@ -81,7 +81,7 @@ class build_t {
     // In watch.cpp.
     build_status_t watch();
     bool look_at_changes(const folder_changes_t &changes, tree_t &tree);
-    void convert_changed(const tree_t &tree);
+    void convert_changed(tree_t &tree);
     failed_try_t try_of(const task_t &task);
 
     const build_settings_t &settings_;

@@ -270,13 +270,18 @@ void conversions_t::keep(flight_t &flight) {
     }
 }
 
-// An output that was begun and has no record is of no use to anybody. The old record, if there was one, went
-// when it was begun.
+// An output that was begun and has no whole record is of no use to anybody. The old record, if there was one,
+// went when it was begun.
 void conversions_t::remove_half_made(const task_t &task) {
     const std::string output = output_of(task.model.path);
-    const bool may_be_old = task.model.output.is_there && !task.model.record.exists();
-    if (!may_be_old && !stamp_of(paths_.records + output).exists())
-        remove_file(paths_.outputs + output);
+    const std::string record = paths_.records + output;
+    const file_stamp_t now = stamp_of(record);
+    const bool is_old =
+        now.exists() ? now == task.model.record : task.model.output.is_there && !task.model.record.exists();
+    if (is_old || read_record(record))
+        return;
+    remove_file(record);
+    remove_file(paths_.outputs + output);
 }
 
 } // namespace kestrel

@@ -60,9 +60,9 @@ class rules_reader_t final : public nlohmann::json_sax<nlohmann::json> {
     bool end_array() override;
     bool null() override { return unexpected("null"); }
     bool boolean(bool) override { return unexpected("a boolean"); }
-    bool number_integer(number_integer_t) override { return unexpected("a number"); }
-    bool number_unsigned(number_unsigned_t) override { return unexpected("a number"); }
-    bool number_float(number_float_t, const string_t &) override { return unexpected("a number"); }
+    bool number_integer(number_integer_t) override { return unexpected("a number", 2); }
+    bool number_unsigned(number_unsigned_t) override { return unexpected("a number", 2); }
+    bool number_float(number_float_t, const string_t &) override { return unexpected("a number", 2); }
     bool binary(binary_t &) override { return unexpected("bytes"); }
     bool parse_error(size_t position, const std::string &, const nlohmann::json::exception &error) override;
 
@@ -70,8 +70,8 @@ class rules_reader_t final : public nlohmann::json_sax<nlohmann::json> {
     enum class place_t { start, file, rules_value, rules, rule, models_value, options_value, options, end };
 
     bool fail_at(size_t position, const std::string &what);
-    bool fail(const std::string &what);
-    bool unexpected(const std::string &what);
+    bool fail(const std::string &what, size_t beyond = 1);
+    bool unexpected(const std::string &what, size_t beyond = 1);
     size_t string_start() const;
 
     std::string_view text_;
@@ -93,9 +93,9 @@ bool rules_reader_t::fail_at(size_t position, const std::string &what) {
     return false;
 }
 
-bool rules_reader_t::fail(const std::string &what) {
+bool rules_reader_t::fail(const std::string &what, size_t beyond) {
     const auto read = static_cast<size_t>(reached_ - text_.data());
-    return fail_at(read == 0 ? 0 : read - 1, what);
+    return fail_at(read - std::min(read, beyond), what);
 }
 
 // Where the string that was just read begins: at the last quote before its own end that is not escaped.
@@ -110,7 +110,7 @@ size_t rules_reader_t::string_start() const {
     return quote;
 }
 
-bool rules_reader_t::unexpected(const std::string &what) {
+bool rules_reader_t::unexpected(const std::string &what, size_t beyond) {
     const char *expected = "";
     switch (place_) {
     case place_t::start:
@@ -132,7 +132,7 @@ bool rules_reader_t::unexpected(const std::string &what) {
         expected = "an option in quotes";
         break;
     }
-    return fail(what + " where " + expected + " is wanted");
+    return fail(what + " where " + expected + " is wanted", beyond);
 }
 
 bool rules_reader_t::key(string_t &name) {

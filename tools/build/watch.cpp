@@ -31,9 +31,9 @@ class watch_report_t final : public conversion_listener_t {
             return;
         }
         say_error(printable(task.model.path) + ": " + outcome.error);
-        failed.push_back(&task);
+        failed.push_back(task);
     }
-    std::vector<const task_t *> failed;
+    std::vector<task_t> failed;
 
   private:
     const bool verbose_;
@@ -91,7 +91,7 @@ bool build_t::look_at_changes(const folder_changes_t &changes, tree_t &tree) {
     return true;
 }
 
-void build_t::convert_changed(const tree_t &tree) {
+void build_t::convert_changed(tree_t &tree) {
     std::vector<task_t> tasks = find_tasks(tree, false);
     std::erase_if(tasks, [&](const task_t &task) {
         const auto failed = failed_tries_.find(task.model.path);
@@ -99,10 +99,12 @@ void build_t::convert_changed(const tree_t &tree) {
     });
     watch_report_t report(settings_.verbose);
     convert(tasks, report);
-    for (const task_t &task : tasks)
+    for (const task_t &task : tasks) {
+        put_into(tree, {look_at_model(paths_, task.model.path)});
         failed_tries_.erase(task.model.path);
-    for (const task_t *task : report.failed)
-        failed_tries_[task->model.path] = try_of(*task);
+    }
+    for (const task_t &task : report.failed)
+        failed_tries_[task.model.path] = try_of(task);
 }
 
 build_status_t build_t::watch() {
