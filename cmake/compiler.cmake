@@ -8,7 +8,8 @@ if(NOT CMAKE_BUILD_TYPE)
   set(CMAKE_BUILD_TYPE RelWithDebInfo)
 endif()
 
-option(KIM2KMG_WERROR "treat warnings as errors" ON)
+# On in every preset; a build without one never fails because another compiler warns of something new.
+option(KIM2KMG_WERROR "treat warnings as errors" OFF)
 
 add_library(kim2kmg_options INTERFACE)
 target_include_directories(kim2kmg_options INTERFACE ${PROJECT_SOURCE_DIR})

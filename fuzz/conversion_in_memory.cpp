@@ -1,7 +1,7 @@
 #include "fuzz/conversion_in_memory.h"
 
 #include "fuzz/check.h"
-#include "tests/support/fake_file_system.h"
+#include "tests/support/fake_platform.h"
 #include "tools/conv/kim2kmg/convert_file.h"
 #include "tools/kmg/kmg_check.h"
 
@@ -44,14 +44,14 @@ static void check_output(const std::string &output) {
 
 bool convert_in_memory(std::string_view model, std::string_view skeleton, const option_flags_t &options) {
     message_counter_t messages;
-    fake_file_system_t file_system;
-    fake_platform_t &platform = file_system.platform();
+    fake_file_system_t system;
+    fake_platform_t &platform = system.platform();
     platform.add_file(model_path, model);
     if (!skeleton.empty())
         platform.add_file(skeleton_path, skeleton);
     const auto sources = platform.files();
 
-    rcfs_device_t device("/base", "project");
+    rcfs_device_t device(*file_system(), "/base", "project");
     const bool converted = convert_file(device, "/m.kim", options);
     auto left = platform.files();
     promise(left.contains(output_path) == converted, "there is an output exactly after a success");

@@ -27,6 +27,7 @@ build_packages=(g++ cmake ninja-build)
 inspector_packages=(libcli11-dev nlohmann-json3-dev libtinygltf-dev)
 test_packages=(libgtest-dev libgmock-dev python3)
 fuzz_packages=(clang libclang-rt-dev)
+benchmark_packages=(libbenchmark-dev libmeshoptimizer-dev)
 
 # build PRESET [CMAKE-OPTION...]: configures and builds into build/PRESET.
 build() {

@@ -3,7 +3,7 @@
 #include "benchmarks/stages/inputs.h"
 #include "benchmarks/stages/measure.h"
 #include "benchmarks/stages/scratch_tree.h"
-#include "tools/conv/intermediate/file_text.h"
+#include "tools/conv/intermediate/parse_file.h"
 #include "tools/conv/kim2kmg/convert_file.h"
 
 using namespace kestrel;
@@ -32,7 +32,7 @@ void convert(benchmark::State &state, input_t input, const option_flags_t &optio
     text_writer_t skeleton;
     write_skeleton(model_style_t().bones, skeleton);
     tree.add("p/grid.kis", skeleton.buffer());
-    rcfs_device_t device(tree.base().c_str(), "p");
+    rcfs_device_t device(*file_system(), tree.base().c_str(), "p");
     for (auto _ : state)
         if (!convert_file(device, "/grid.kim", options))
             state.SkipWithError("does not convert");

@@ -3,10 +3,8 @@
 
 #include "benchmarks/stages/inputs.h"
 #include "benchmarks/stages/measure.h"
-#include "tests/kim2kmg/vertex_cache/literal_vertex_cache.h"
-#include "tools/conv/kim2kmg/discard_degenerated_triangles.h"
-#include "tools/conv/kim2kmg/merge_part_pieces.h"
-#include "tools/conv/kim2kmg/optimize_for_vertex_cache.h"
+#include "tests/kim2kmg/passes/literal_passes.h"
+#include "tools/conv/kim2kmg/passes/passes.h"
 
 #ifdef KIM2KMG_MESHOPTIMIZER
 #include <meshoptimizer.h>

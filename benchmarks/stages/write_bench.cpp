@@ -41,8 +41,8 @@ void skinning(benchmark::State &state, input_t input) {
         if (!binding.build(*parsed.model, parsed.skeleton))
             state.SkipWithError("cannot be bound");
         for (const kix_piece_t *piece : parsed.model->pieces) {
-            piece_info_t info;
-            if (!binding.skin_piece(*piece, info))
+            vertex_order_t order;
+            if (!binding.skin_piece(*piece, order))
                 state.SkipWithError("cannot be skinned");
         }
     }

@@ -17,7 +17,7 @@ void fail_pointer_check(const void *pointer, const void *first, const void *end)
 size_t grown_capacity(size_t current, size_t wanted, size_t element_size) {
     const size_t most = static_cast<size_t>(std::numeric_limits<std::ptrdiff_t>::max()) / element_size;
     if (wanted > most)
-        return 0;
+        throw std::bad_alloc();
     size_t capacity = current == 0 ? wanted : current;
     while (capacity < wanted)
         capacity = capacity > most / 2 ? wanted : capacity * 2;

@@ -5,9 +5,10 @@
 // array_t<T> is what code that fills an array takes as an argument; array_dyn_t<T> keeps its elements on the
 // heap, array_local_t<T, N> inside itself. An array owns its elements and is never copied by accident.
 //
-// Contract: whatever may grow an array returns false when the memory cannot be had (or when an array_local_t
-// is full) and leaves the array as it was. Reserving beyond the capacity doubles the capacity until it
-// suffices; an empty array gets exactly the request. Index checks that fail are fatal.
+// Contract: whatever may grow an array_dyn_t throws std::bad_alloc when the memory cannot be had, or when its
+// size in bytes would overflow; an array_local_t that is full gives false. Either way the array stays as it
+// was. Reserving beyond the capacity doubles the capacity until it suffices; an empty array gets exactly the
+// request. Index checks that fail are fatal.
 
 #include <cstddef>
 #include <cstdint>
@@ -27,7 +28,7 @@ namespace kestrel {
 [[noreturn]] void fail_pointer_check(const void *pointer, const void *first, const void *end);
 
 // The capacity that an array of capacity `current` grows to for `wanted` elements of `element_size` bytes;
-// 0 when its size in bytes would overflow.
+// throws std::bad_alloc when its size in bytes would overflow.
 size_t grown_capacity(size_t current, size_t wanted, size_t element_size);
 
 template <class T>
@@ -61,10 +62,7 @@ class array_t {
     }
 
     bool reserve(size_t wanted) {
-        if (wanted <= capacity_)
-            return true;
-        const size_t capacity = grown_capacity(capacity_, wanted, sizeof(T));
-        return capacity != 0 && grow_to(capacity);
+        return wanted <= capacity_ || grow_to(wanted);
     }
 
     template <class... A>
@@ -85,7 +83,7 @@ class array_t {
             return true;
         const bool own = items.data() >= data_ && items.data() < data_ + size_;
         const size_t first = own ? static_cast<size_t>(items.data() - data_) : 0;
-        if (items.size() > std::numeric_limits<size_t>::max() - size_ || !reserve(size_ + items.size()))
+        if (!reserve(size_ + items.size()))
             return false;
         std::memcpy(data_ + size_, own ? data_ + first : items.data(), items.size() * sizeof(T));
         size_ += items.size();
@@ -138,9 +136,8 @@ class array_t {
     array_t() = default;
     ~array_t() = default; // never destroyed through the base
 
-    // Moves the elements into storage for `capacity` elements; false, changing nothing, when it cannot be
-    // had.
-    virtual bool grow_to(size_t capacity) = 0;
+    // Moves the elements into storage for at least `wanted` elements.
+    virtual bool grow_to(size_t wanted) = 0;
 
     size_t checked(size_t index) const {
         if (index >= size_) [[unlikely]]
@@ -195,16 +192,17 @@ class array_dyn_t final : public array_t<T> {
         this->capacity_ = std::exchange(other.capacity_, 0);
     }
 
-    bool grow_to(size_t capacity) override {
+    bool grow_to(size_t wanted) override {
+        const size_t capacity = grown_capacity(this->capacity_, wanted, sizeof(T));
         if constexpr (std::is_trivially_copyable_v<T>) {
             void *grown = std::realloc(static_cast<void *>(this->data_), capacity * sizeof(T));
             if (!grown)
-                return false;
+                throw std::bad_alloc();
             this->data_ = static_cast<T *>(grown);
         } else {
             T *grown = static_cast<T *>(std::malloc(capacity * sizeof(T)));
             if (!grown)
-                return false;
+                throw std::bad_alloc();
             for (size_t i = 0; i < this->size_; ++i) {
                 new (grown + i) T(std::move(this->data_[i]));
                 this->data_[i].~T();

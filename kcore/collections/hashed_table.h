@@ -1,73 +1,95 @@
 #pragma once
 
-// A table from names to values that keeps the first value given for a name.
+// Finds equal things among many numbered ones, and keeps the first number of each kind.
 //
-// Names are compared byte for byte; their bytes stay the caller's and must outlive the table. Look-ups cost
-// the same whatever the number of names: open addressing with linear probing, at most half full.
+// The things stay the caller's, who hashes and compares them; the table knows their numbers only. Open
+// addressing with linear probing, at most three quarters full. Only the upper half of a hash is used: its
+// first bits choose the place, all of them spare most comparisons. mix_hash and CityHash mix that half well.
 
 #include "kcore/collections/array.h"
-#include "kcore/collections/city_hash.h"
 
-#include <string_view>
+#include <algorithm>
+#include <bit>
 
 namespace kestrel {
 
-template <class T>
+// One step of a hash over 64-bit words.
+inline uint64_t mix_hash(uint64_t hash, uint64_t word) {
+    hash = (hash ^ word) * 0x9E3779B97F4A7C15u; // the golden ratio
+    return hash ^ (hash >> 32);
+}
+
 class hashed_table_t {
   public:
-    size_t size() const { return count_; }
+    static constexpr uint32_t none = 0xFFFFFFFF; // no thing has this number
 
-    // False when memory cannot be had. A name that is already there keeps its value, which is a success.
-    bool insert(std::string_view name, const T &value) {
-        if (2 * (count_ + 1) > slots_.size() && !grow())
-            return false;
-        const uint64_t hash = city_hash_64(name);
-        slot_t &slot = slots_[slot_of(slots_.items(), name, hash)];
-        if (!slot.used) {
-            slot = {name, hash, value, true};
-            ++count_;
-        }
-        return true;
+    // Empties the table and makes room for `count` different things, so that adding them takes no memory.
+    void reset(size_t count) {
+        constexpr size_t most = size_t{1} << 32; // as many as a tag can tell apart
+        const size_t slot_count = std::bit_ceil(std::max<size_t>(count + count / 3 + 2, 16));
+        if (slot_count > most)
+            throw std::bad_alloc();
+        slots_.clear();
+        slots_.resize(slot_count, slot_t{0, none});
+        shift_ = 32 - std::countr_zero(slot_count);
+        used_ = 0;
+        most_used_ = slot_count - slot_count / 4;
     }
 
-    // Null for a name that is not there.
-    const T *find(std::string_view name) const {
-        if (slots_.empty())
-            return nullptr;
-        const slot_t &slot = slots_[slot_of(slots_.items(), name, city_hash_64(name))];
-        return slot.used ? &slot.value : nullptr;
+    // The number of the thing of this kind; none when there is none. equal(n) tells whether thing n is of
+    // this kind.
+    template <class equal_t>
+    uint32_t find(uint64_t hash, equal_t equal) const {
+        return slots_.empty() ? none : slots_.data()[slot_of(tag_of(hash), equal)].number;
+    }
+
+    // The number of the first thing of this kind; `number` itself, which is added, when there is none.
+    template <class equal_t>
+    uint32_t find_or_add(uint64_t hash, uint32_t number, equal_t equal) {
+        if (used_ == most_used_)
+            grow();
+        slot_t &slot = slots_.data()[slot_of(tag_of(hash), equal)];
+        if (slot.number == none) {
+            slot = {tag_of(hash), number};
+            ++used_;
+        }
+        return slot.number;
     }
 
   private:
     struct slot_t {
-        std::string_view name;
-        uint64_t hash = 0;
-        T value{};
-        bool used = false;
+        uint32_t tag;
+        uint32_t number;
     };
 
-    // Where the name stands, or the free slot where it would.
-    static size_t slot_of(std::span<const slot_t> slots, std::string_view name, uint64_t hash) {
-        const size_t mask = slots.size() - 1;
-        size_t i = hash & mask;
-        while (slots[i].used && (slots[i].hash != hash || slots[i].name != name))
+    static uint32_t tag_of(uint64_t hash) { return static_cast<uint32_t>(hash >> 32); }
+
+    // The slot of the thing, or the free one where it would be.
+    template <class equal_t>
+    size_t slot_of(uint32_t tag, equal_t equal) const {
+        const slot_t *const slots = slots_.data();
+        const size_t mask = slots_.size() - 1;
+        size_t i = tag >> shift_;
+        while (slots[i].number != none && !(slots[i].tag == tag && equal(slots[i].number)))
             i = (i + 1) & mask;
         return i;
     }
 
-    bool grow() {
-        array_dyn_t<slot_t> grown;
-        if (!grown.resize(slots_.empty() ? 16 : 2 * slots_.size()))
-            return false;
+    void grow() {
+        hashed_table_t grown;
+        grown.reset(used_ + 1);
+        const auto never = [](uint32_t) { return false; };
         for (const slot_t &slot : slots_)
-            if (slot.used)
-                grown[slot_of(grown.items(), slot.name, slot.hash)] = slot;
-        slots_ = std::move(grown);
-        return true;
+            if (slot.number != none)
+                grown.slots_.data()[grown.slot_of(slot.tag, never)] = slot;
+        grown.used_ = used_;
+        *this = std::move(grown);
     }
 
     array_dyn_t<slot_t> slots_; // a power of two of them
-    size_t count_ = 0;
+    int shift_ = 0;             // from a tag to its place
+    size_t used_ = 0;
+    size_t most_used_ = 0;
 };
 
 } // namespace kestrel

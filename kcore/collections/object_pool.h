@@ -23,11 +23,10 @@ class object_pool_t {
     object_pool_t(const object_pool_t &) = delete;
     object_pool_t &operator=(const object_pool_t &) = delete;
 
-    // Null when memory cannot be had.
+    // Throws std::bad_alloc when memory cannot be had.
     template <class... A>
     T *create(A &&...arguments) {
-        void *const place = take_place();
-        return place ? new (place) T(std::forward<A>(arguments)...) : nullptr;
+        return new (take_place()) T(std::forward<A>(arguments)...);
     }
     void destroy(T *object) {
         object->~T();
@@ -44,23 +43,23 @@ class object_pool_t {
         static_assert(alignof(T) <= alignof(std::max_align_t));
         if (free_)
             return std::exchange(free_, free_->next);
-        if (places_left_ == 0 && !add_block())
-            return nullptr;
+        if (places_left_ == 0)
+            add_block();
         --places_left_;
         return std::exchange(next_place_, next_place_ + sizeof(T));
     }
 
-    bool add_block() {
+    void add_block() {
         constexpr size_t first = 4;
         constexpr size_t most = std::max(first, (size_t{64} << 10) / sizeof(T));
         const size_t places = blocks_.empty() ? first : std::min(2 * places_a_block_, most);
         block_t block(static_cast<std::byte *>(std::malloc(places * sizeof(T))));
         std::byte *const begin = block.get();
-        if (!block || !blocks_.push_back(std::move(block)))
-            return false;
+        if (!block)
+            throw std::bad_alloc();
+        blocks_.push_back(std::move(block));
         next_place_ = begin;
         places_left_ = places_a_block_ = places;
-        return true;
     }
 
     struct free_t {

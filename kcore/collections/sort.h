@@ -5,15 +5,13 @@
 // It is not stable, but deterministic: the same input and comparison always give the same order, also among
 // equal elements. Formats depend on that order, so no element may ever move differently than it does here.
 //
-// A comparison takes two elements by reference and gives a 32-bit number: negative when the first sorts
-// before the second, positive when after, 0 when they are equal. It must be a consistent order.
+// A comparison takes two elements and gives a 32-bit number: negative when the first sorts before the second,
+// positive when after, 0 when they are equal. It must be a consistent order. Sorting takes no heap memory.
 //
 // Templates rather than a function pointer with a context: the comparison is the whole cost of a sort.
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
-#include <cstring>
 #include <span>
 #include <type_traits>
 #include <utility>
@@ -39,28 +37,28 @@ struct split_t {
 
 // Orders the ends and the middle; the middle one then is the pivot.
 template <class T, class C>
-void order_three(T **e, size_t first, size_t middle, size_t last, const C &compare) {
-    if (compare(*e[middle], *e[first]) < 0)
+void order_three(T *e, size_t first, size_t middle, size_t last, const C &compare) {
+    if (compare(e[middle], e[first]) < 0)
         std::swap(e[middle], e[first]);
-    if (compare(*e[last], *e[middle]) < 0) {
+    if (compare(e[last], e[middle]) < 0) {
         std::swap(e[last], e[middle]);
-        if (compare(*e[middle], *e[first]) < 0)
+        if (compare(e[middle], e[first]) < 0)
             std::swap(e[middle], e[first]);
     }
 }
 
 template <class T, class C>
-split_t partition(T **e, range_t range, const C &compare) {
+split_t partition(T *e, range_t range, const C &compare) {
     const size_t middle = range.first + (range.last - range.first) / 2;
     order_three(e, range.first, middle, range.last, compare);
 
-    const T &pivot = *e[middle]; // stays the pivot wherever its pointer is swapped to
+    const T pivot = e[middle]; // a copy, for the element may be swapped to another place
     size_t i = range.first + 1;
     size_t j = range.last - 1;
     do {
-        while (compare(*e[i], pivot) < 0)
+        while (compare(e[i], pivot) < 0)
             ++i;
-        while (compare(pivot, *e[j]) < 0)
+        while (compare(pivot, e[j]) < 0)
             --j;
         if (i > j)
             break;
@@ -73,24 +71,24 @@ split_t partition(T **e, range_t range, const C &compare) {
 
 // Puts the first smallest of the first four elements to the front, where it ends every insertion.
 template <class T, class C>
-void place_sentinel(std::span<T *> e, const C &compare) {
+void place_sentinel(std::span<T> e, const C &compare) {
     size_t smallest = 0;
     for (size_t k = 1; k < e.size() && k < sort_partition_least - 1; ++k)
-        if (compare(*e[k], *e[smallest]) < 0)
+        if (compare(e[k], e[smallest]) < 0)
             smallest = k;
     if (smallest != 0)
         std::swap(e[0], e[smallest]);
 }
 
 template <class T, class C>
-void insert_in_order(std::span<T *> e, const C &compare) {
+void insert_in_order(std::span<T> e, const C &compare) {
     for (size_t k = 2; k < e.size(); ++k) {
-        if (compare(*e[k - 1], *e[k]) <= 0)
+        if (compare(e[k - 1], e[k]) <= 0)
             continue;
-        T *const element = e[k];
+        const T element = e[k];
         e[k] = e[k - 1];
         size_t m = k - 1;
-        for (; compare(*element, *e[m - 1]) < 0; --m)
+        for (; compare(element, e[m - 1]) < 0; --m)
             e[m] = e[m - 1];
         e[m] = element;
     }
@@ -98,11 +96,12 @@ void insert_in_order(std::span<T *> e, const C &compare) {
 
 } // namespace sort_steps
 
-// Sorts pointers by what they point at. Takes no heap memory.
+// Sorts records by moving them; large ones are better sorted by pointers.
 template <class T, class C>
-void sort_pointers(std::span<T *> pointers, const C &compare) {
+void sort_records(std::span<T> records, const C &compare) {
     using namespace sort_steps;
-    if (pointers.size() < 2)
+    static_assert(std::is_trivially_copyable_v<T>);
+    if (records.size() < 2)
         return;
 
     // The smaller part of a split is always sorted next, so every waiting range is at most half of the one
@@ -113,10 +112,10 @@ void sort_pointers(std::span<T *> pointers, const C &compare) {
         if (last - first + 1 >= sort_partition_least)
             waiting[depth++] = {first, last};
     };
-    push(0, pointers.size() - 1);
+    push(0, records.size() - 1);
     while (depth != 0) {
         const range_t range = waiting[--depth];
-        const split_t split = partition(pointers.data(), range, compare);
+        const split_t split = partition(records.data(), range, compare);
         if (range.last - split.right_first < split.left_last - range.first) {
             push(range.first, split.left_last);
             push(split.right_first, range.last);
@@ -126,38 +125,14 @@ void sort_pointers(std::span<T *> pointers, const C &compare) {
         }
     }
 
-    place_sentinel(pointers, compare);
-    insert_in_order(pointers, compare);
+    place_sentinel(records, compare);
+    insert_in_order(records, compare);
 }
 
-// Sorts 16-byte records: sorts pointers to them, then moves the records into that order. False, with the
-// records as they were, when scratch memory cannot be had; up to 1024 bytes of it come from the stack.
+// Sorts pointers by what they point at.
 template <class T, class C>
-[[nodiscard]] bool sort_records(std::span<T> records, const C &compare) {
-    static_assert(sizeof(T) == 16 && std::is_trivially_copyable_v<T>);
-    if (records.size() < 2)
-        return true;
-
-    constexpr size_t scratch_per_record = sizeof(T) + sizeof(T *);
-    alignas(std::max_align_t) std::byte on_stack[1024];
-    void *on_heap = nullptr;
-    if (records.size() > sizeof(on_stack) / scratch_per_record) {
-        on_heap = std::calloc(records.size(), scratch_per_record);
-        if (!on_heap)
-            return false;
-    }
-    std::byte *const sorted = on_heap ? static_cast<std::byte *>(on_heap) : on_stack;
-
-    T **const pointers = reinterpret_cast<T **>(sorted + records.size_bytes());
-    for (size_t i = 0; i < records.size(); ++i)
-        pointers[i] = &records[i];
-    sort_pointers(std::span<T *>(pointers, records.size()), compare);
-    for (size_t i = 0; i < records.size(); ++i)
-        std::memcpy(sorted + i * sizeof(T), pointers[i], sizeof(T));
-    std::memcpy(records.data(), sorted, records.size_bytes());
-
-    std::free(on_heap);
-    return true;
+void sort_pointers(std::span<T *> pointers, const C &compare) {
+    sort_records(pointers, [&](const T *a, const T *b) { return compare(*a, *b); });
 }
 
 } // namespace kestrel

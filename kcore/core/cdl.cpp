@@ -53,22 +53,28 @@ static bool begins_option(const char *argument) {
     return argument[0] == '-' || argument[0] == '+';
 }
 
-int32_t cdl_param(const char *option) {
-    cdl_context_t &context = *current_context;
-    context.matched_option = context.matched_run_end = cdl_context_t::not_found;
-    const uint32_t count = cdl_range_size();
-    const char *const *arguments = context.arguments + context.range_begin;
-    for (uint32_t k = 1; k < count; ++k) {
+cdl_option_t cdl_find(const char *option) {
+    const cdl_context_t &context = *current_context;
+    const std::span arguments(context.arguments + context.range_begin, cdl_range_size());
+    for (size_t k = 1; k < arguments.size(); ++k) {
         if (std::strcmp(arguments[k], option) != 0)
             continue;
-        uint32_t end = k + 1;
-        while (end < count && !begins_option(arguments[end]))
+        size_t end = k + 1;
+        while (end < arguments.size() && !begins_option(arguments[end]))
             ++end;
-        context.matched_option = k;
-        context.matched_run_end = end;
-        return static_cast<int32_t>(k);
+        return {static_cast<int32_t>(k), arguments.subspan(k + 1, end - k - 1)};
     }
-    return -1;
+    return {};
+}
+
+int32_t cdl_param(const char *option) {
+    const cdl_option_t found = cdl_find(option);
+    const bool is_given = found.position >= 0;
+    const auto position = static_cast<uint32_t>(found.position);
+    const auto count = static_cast<uint32_t>(found.values.size());
+    current_context->matched_option = is_given ? position : cdl_context_t::not_found;
+    current_context->matched_run_end = is_given ? position + 1 + count : cdl_context_t::not_found;
+    return found.position;
 }
 
 static void check_that_an_option_was_asked_for() {

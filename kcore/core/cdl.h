@@ -6,6 +6,7 @@
 // context holds at most 128 arguments in 2048 bytes of text; options beyond that are not found.
 
 #include <cstdint>
+#include <span>
 
 namespace kestrel {
 
@@ -30,9 +31,17 @@ void cdl_set_context(cdl_context_t &context);
 // taken.
 bool cdl_init(int argument_count, const char *const *arguments);
 
-// The position of the first argument after the program's name that equals the option; -1 when there is none.
+struct cdl_option_t {
+    int32_t position = -1; // among the arguments, the program's name at 0; -1 when it is not given
+    std::span<const char *const> values;
+};
+
+// The first argument after the program's name that equals the option, with its values.
+cdl_option_t cdl_find(const char *option);
+
+// The same in three questions: its position, which is then the option found last;
 int32_t cdl_param(const char *option);
-// About the option found last: itself and its values counted, and its first value or null.
+// about the option found last: itself and its values counted, and its first value or null.
 uint32_t cdl_argc();
 const char *cdl_param_value();
 // How many arguments the questions search, the program's name included.

@@ -1,9 +1,8 @@
 #include "kcore/core/core.h"
 
-#include "kcore/core/platform/standard_streams.h"
-#include "kcore/messages/console_message_handler.h"
+#include "kcore/core/platform/process.h"
+#include "kcore/messages/message_system.h"
 #include "kcore/ufs/file_system.h"
-#include "kcore/units/unit_deletion.h"
 #include "kcore/units/unit_registry.h"
 
 #include <clocale>
@@ -24,10 +23,23 @@ void core_initialize() {
 
 void core_shutdown() {
     file_system_stop();
-    unit_deletion_list_t::process();
     forget_unit_classes();
     console.reset();
     message_system_t::stop();
+}
+
+bool get_base_directory(mstring_t &destination) {
+    name_t path;
+    return get_executable_path(path) && get_base_directory_of(path.view(), destination);
+}
+
+bool get_base_directory_of(std::string_view program_path, mstring_t &destination) {
+    name_t path;
+    if (!path.assign(program_path))
+        return false;
+    path.replace_all('\\', '/');
+    const size_t bin = path.view().rfind("/bin/");
+    return bin != std::string_view::npos && destination.assign(path.view().substr(0, bin));
 }
 
 } // namespace kestrel

@@ -3,12 +3,40 @@
 #include "kcore/kutils/ufs/fs_copy.h"
 #include "kcore/kutils/ufs/mem_file.h"
 #include "kcore/messages/messages.h"
-#include "kcore/ufs/fs_device_open.h"
+#include "kcore/ufs/file_system.h"
+
+#include <new>
 
 namespace kestrel {
 
 static constexpr std::string_view version_mark = "version:";
 static constexpr uint32_t max_version_length = 15;
+
+bool dependency_record_t::set_primary_source(std::string_view path) {
+    if (!sources_.empty())
+        msg_error("Attempt to set multiple primary sources.");
+    return append(path);
+}
+
+bool dependency_record_t::add_dependency(std::string_view path) {
+    if (sources_.empty())
+        msg_error("Attempt to set dependency without setting the primary source first.");
+    return append(path);
+}
+
+bool dependency_record_t::append(std::string_view path) {
+    try {
+        sources_.push_back(string_dyn_t(path));
+        return true;
+    } catch (const std::bad_alloc &) {
+        return false;
+    }
+}
+
+void dependency_record_t::clear() {
+    version_.clear();
+    sources_.clear();
+}
 
 static bool print_record(file_t &file, const dependency_record_t &record) {
     if (!file.printf("version:%s\r\n", record.version().c_str()))
@@ -21,6 +49,10 @@ static bool print_record(file_t &file, const dependency_record_t &record) {
 
 bool write_dependency_file(rcfs_device_t &device, const dependency_record_t &record,
                            std::string_view output_path) {
+    // What may run out of memory comes before there is a file that would have to go again.
+    mem_file_t text;
+    if (!print_record(text, record))
+        return false;
     sysfs_device_t &store = device.dependency_store();
     fs_path_t location;
     if (!store.get_system_location(output_path, location)) {
@@ -31,8 +63,7 @@ bool write_dependency_file(rcfs_device_t &device, const dependency_record_t &rec
         fs_device_open(location.view(), fs_open_mode_t::create_truncate, fs_device_type_t::sysfs);
     if (!file)
         return false;
-    mem_file_t text;
-    const bool copied = print_record(text, record) && fs_copy(file.get(), &text);
+    const bool copied = fs_copy(file.get(), &text);
     if (file->close() && copied)
         return true;
     store.remove_file(output_path);

@@ -1,6 +1,31 @@
 #include "kcore/messages/message_system.h"
 
+#include <cstdio>
+#include <memory>
+
 namespace kestrel {
+
+void message_text_t::format(const char *format, va_list arguments) {
+    long_.release_storage();
+    if (short_.format_at(0, format, arguments))
+        return;
+    try {
+        long_.format_at(0, format, arguments);
+    } catch (const std::bad_alloc &) {
+        long_.release_storage();
+    }
+}
+
+void message_text_t::clear() {
+    short_.clear();
+    long_.release_storage();
+}
+
+const string &message_text_t::get() const {
+    if (long_.empty())
+        return short_;
+    return long_;
+}
 
 message_system_t *message_system_t::instance = nullptr;
 
@@ -9,16 +34,19 @@ std::recursive_mutex &message_system_t::lock() {
     return mutex;
 }
 
-// On the heap, so that a process that exits without stopping it leaves it to the handlers that go later.
+// In storage without a destructor, so that a process that exits without stopping it leaves it to the handlers
+// that go later.
 void message_system_t::start() {
+    alignas(message_system_t) static std::byte storage[sizeof(message_system_t)];
     const std::scoped_lock guard(lock());
     if (!instance)
-        instance = new message_system_t;
+        instance = new (storage) message_system_t;
 }
 
 void message_system_t::stop() {
     const std::scoped_lock guard(lock());
-    delete std::exchange(instance, nullptr);
+    if (instance)
+        std::destroy_at(std::exchange(instance, nullptr));
 }
 
 void message_system_t::add_handler(message_handler_t &handler) {
@@ -38,7 +66,7 @@ void message_system_t::remove_handler(message_handler_t &handler) {
     handlers.erase_unordered(handlers.index_of(place));
 }
 
-void message_system_t::deliver_last_words(const string_dyn_t &text) {
+void message_system_t::deliver_last_words(const string &text) {
     const std::scoped_lock guard(lock());
     if (!instance || std::exchange(instance->saying_last_words_, true))
         return;
@@ -46,9 +74,14 @@ void message_system_t::deliver_last_words(const string_dyn_t &text) {
     instance->deliver({text, message_level_t::error});
 }
 
-void message_system_t::deliver(const message_t &message) {
-    for (size_t i = 0; i < handlers_.size(); ++i)
-        handlers_[i]->handle(message);
+void message_system_t::deliver(const message_t &message) noexcept {
+    for (size_t i = 0; i < handlers_.size(); ++i) {
+        try {
+            handlers_[i]->handle(message);
+        } catch (...) {
+            // The others still get it, and whoever emitted it goes on.
+        }
+    }
 }
 
 void message_system_t::deliver_nested(const message_t &message) {
@@ -58,13 +91,15 @@ void message_system_t::deliver_nested(const message_t &message) {
 }
 
 void message_system_t::dispatch_top_level(message_level_t level, const char *format, va_list arguments) {
-    deliver({string_dyn_t(format, arguments), level});
-    if (!deferred_text_.empty()) {
-        deliver_nested({deferred_text_, deferred_level_});
-        deferred_text_.release_storage();
+    message_text_t text;
+    text.format(format, arguments);
+    deliver({text.get(), level});
+    if (!deferred_text_.get().empty()) {
+        deliver_nested({deferred_text_.get(), deferred_level_});
+        deferred_text_.clear();
     }
     if (dropped_ != 0) {
-        string_dyn_t report;
+        string_local_t<128> report;
         report.assign_formatted("[msg] There were at least %u more nested messages we had to drop.",
                                 dropped_);
         deliver_nested({report, message_level_t::error});
@@ -72,7 +107,7 @@ void message_system_t::dispatch_top_level(message_level_t level, const char *for
     }
 }
 
-void msg_dispatch(message_level_t level, const char *format, va_list arguments) {
+void msg_dispatch(message_level_t level, const char *format, va_list arguments) try {
     const std::scoped_lock guard(message_system_t::lock());
     message_system_t *const system = message_system_t::instance;
     if (!system)
@@ -81,19 +116,43 @@ void msg_dispatch(message_level_t level, const char *format, va_list arguments) 
     if (depth == 0) {
         system->dispatch_top_level(level, format, arguments);
     } else if (depth == 1) {
-        system->deferred_text_ = string_dyn_t(format, arguments);
+        system->deferred_text_.format(format, arguments);
         system->deferred_level_ = level;
     } else {
         ++system->dropped_;
     }
     --system->depth_;
+} catch (const std::bad_alloc &) {
 }
 
-void msg_dispatch_variadic(message_level_t level, const char *format, ...) {
-    va_list arguments;
-    va_start(arguments, format);
-    msg_dispatch(level, format, arguments);
-    va_end(arguments);
+console_message_handler_t::console_message_handler_t(bool flush_each_line)
+    : flush_each_line_(flush_each_line) {
+    message_system_t::add_handler(*this);
+}
+
+console_message_handler_t::~console_message_handler_t() {
+    message_system_t::remove_handler(*this);
+    std::fflush(stdout);
+    std::fflush(stderr);
+}
+
+void console_message_handler_t::handle(const message_t &message) {
+    const bool is_warning = message.level == message_level_t::warning;
+    if (is_warning || message.level == message_level_t::error) {
+        const char *const prefix = is_warning ? "*** WARNING *** : " : "*** ERROR *** : ";
+        std::fprintf(stderr, "%s%s\r\n", prefix, message.text.c_str());
+        std::fflush(stderr);
+        return;
+    }
+    const size_t line_length = message.text.length() + 2;
+    if (waiting_ + line_length > output_buffer_size) {
+        std::fflush(stdout);
+        waiting_ = 0;
+    }
+    waiting_ += line_length;
+    std::fprintf(stdout, "%s\r\n", message.text.c_str());
+    if (flush_each_line_)
+        std::fflush(stdout);
 }
 
 } // namespace kestrel

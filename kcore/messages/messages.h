@@ -1,9 +1,10 @@
 #pragma once
 
-// Messages: every line that the program tells its user.
+// Messages: every line that the program tells its user, the last one of a broken program included.
 //
 // Formats are those of kcore/strings/format.h. May be called from any thread and from inside a handler; never
-// fails towards the caller. Before the message system starts and after it stops, messages are dropped.
+// throws or fails towards the caller. With no memory left a text is cut, not lost. Before the message system
+// starts and after it stops, messages are dropped.
 
 #include "kcore/strings/format.h"
 
@@ -27,6 +28,25 @@ void msg_warning(format_for_t<std::type_identity_t<A>...> format, A... arguments
 template <class... A>
 void msg_error(format_for_t<std::type_identity_t<A>...> format, A... arguments) {
     msg_dispatch_variadic(message_level_t::error, format.text, arguments...);
+}
+
+// Where a broken rule of the program stands: the source path less its extension, the line, the function's
+// full name.
+struct fatal_site_t {
+    const char *source;
+    uint32_t line;
+    const char *function;
+};
+
+[[noreturn]] void report_fatal_variadic(const fatal_site_t &site, const char *format, ...);
+
+// The end of a process whose own rules are broken: an index outside an array, a table that cannot be full.
+// Bad input is never fatal. Writes one error line "source(line): function: text", flushes both streams and
+// aborts.
+template <class... A>
+[[noreturn]] void report_fatal(const fatal_site_t &site, format_for_t<std::type_identity_t<A>...> format,
+                               A... arguments) {
+    report_fatal_variadic(site, format.text, arguments...);
 }
 
 } // namespace kestrel

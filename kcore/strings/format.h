@@ -6,13 +6,17 @@
 // "I64" ("%I64u": unsigned of 64 bits), and "%p" prints sixteen upper-case digits without a prefix.
 //
 // format_for_t checks a literal format against the types of its arguments when the program is compiled, so a
-// message can never print a wrong or missing argument.
+// message can never print a wrong or missing argument. The format is translated for the platform's printf
+// when it is used, in place: a literal with "I" or "p" in it has a bounded length.
 
 #include <cstddef>
 #include <cstdint>
 #include <type_traits>
 
 namespace kestrel {
+
+// Without the NUL, of a format with a conversion that printf does not know.
+inline constexpr size_t max_own_format_length = 255;
 
 namespace format_check {
 
@@ -54,8 +58,9 @@ consteval bool takes(char conversion, bool wide, char letter) {
     }
 }
 
-// Not constexpr on purpose: reaching it stops the compilation.
+// Not constexpr on purpose: reaching one stops the compilation.
 inline void format_does_not_match_its_arguments() {}
+inline void format_is_too_long() {}
 
 } // namespace format_check
 
@@ -85,6 +90,8 @@ struct format_for_t {
             while (literal[i] >= '0' && literal[i] <= '9')
                 ++i;
             bool wide = false;
+            if ((literal[i] == 'I' || literal[i] == 'p') && N - 1 > max_own_format_length)
+                format_check::format_is_too_long();
             if (literal[i] == 'I') {
                 wide = true;
                 i += literal[i + 1] == '6' && literal[i + 2] == '4' ? 3 : 1;

@@ -2,6 +2,8 @@
 
 #include "kcore/messages/messages.h"
 
+#include <new>
+
 namespace kestrel {
 
 std::optional<utf8_code_point_t> decode_utf8(std::string_view bytes) {
@@ -39,9 +41,14 @@ std::optional<utf16_units_t> encode_utf16(uint32_t c) {
         2};
 }
 
-bool utf8_to_utf16(std::string_view text, array_t<uint16_t> &units) {
+bool utf8_to_utf16(std::string_view text, array_dyn_t<uint16_t> &units) {
     units.clear();
     text = text.substr(0, text.find('\0'));
+    try {
+        units.reserve(text.size() + 1); // no code point has more units than bytes
+    } catch (const std::bad_alloc &) {
+        return false;
+    }
     bool valid = true;
     while (!text.empty()) {
         const auto decoded = decode_utf8(text);
@@ -55,10 +62,10 @@ bool utf8_to_utf16(std::string_view text, array_t<uint16_t> &units) {
         text.remove_prefix(decoded->length);
         // Well-formed UTF-8 holds nothing that UTF-16 cannot.
         const utf16_units_t encoded = *encode_utf16(decoded->value);
-        if (!units.append({encoded.units, encoded.count}))
-            return false;
+        units.append({encoded.units, encoded.count});
     }
-    return units.push_back(0) && valid;
+    units.push_back(0);
+    return valid;
 }
 
 bool utf16_to_utf8(std::span<const uint16_t> units, mstring_t &text) {

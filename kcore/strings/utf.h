@@ -28,8 +28,9 @@ struct utf16_units_t {
 // None for surrogates and values above 0x10FFFF.
 std::optional<utf16_units_t> encode_utf16(uint32_t code_point);
 
-// Both stop at a NUL; the array ends with a 0 unit.
-bool utf8_to_utf16(std::string_view text, array_t<uint16_t> &units);
+// Both stop at a NUL; the array ends with a 0 unit. False also when there is no memory for the array, and at
+// once when the text has no room.
+bool utf8_to_utf16(std::string_view text, array_dyn_t<uint16_t> &units);
 bool utf16_to_utf8(std::span<const uint16_t> units, mstring_t &text);
 
 } // namespace kestrel

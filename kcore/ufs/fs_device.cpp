@@ -1,5 +1,7 @@
 #include "kcore/ufs/fs_device.h"
 
+#include "kcore/ufs/io_pump.h"
+
 namespace kestrel {
 
 std::unique_ptr<file_t> fs_device_t::open(std::string_view, fs_open_mode_t) {
@@ -24,12 +26,28 @@ bool fs_device_t::is_directory(std::string_view path) {
     return stat(path, found) && found.kind == fs_kind_t::directory;
 }
 
+bool fs_device_t::get_meta(std::string_view, fs_meta_t &) {
+    return false;
+}
+
+fs_request_t fs_device_t::read_chunk(std::string_view, std::span<std::byte>, uint64_t) {
+    return {};
+}
+
+bool fs_device_t::chunk_finished(const fs_request_t &) {
+    return false;
+}
+
+bool fs_device_t::release_chunk(fs_request_t &) {
+    return false;
+}
+
 bool fs_device_t::create_directories(std::string_view) {
     return false;
 }
 
 bool fs_device_t::create_parent_directories(std::string_view path) {
-    const size_t slash = path.rfind('/');
+    const size_t slash = path.find_last_of(path_separators);
     if (slash == std::string_view::npos || slash == 0)
         return true;
     return create_directories(path.substr(0, slash));

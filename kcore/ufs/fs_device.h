@@ -2,9 +2,10 @@
 
 // A device answers for one tree of files.
 //
-// Contract: paths are UTF-8 with '/' as the only separator; a virtual path begins with '/'. Open gives a file
-// that the caller owns and that must not outlive the device, or null. Other operations give false when they
-// fail. What a device does not support fails without a message: that is what the base class does.
+// Contract: paths are UTF-8 with '/' as the separator; '\', which some users write, separates folders as well
+// where folders are made. A virtual path begins with '/'. Open gives a file that the caller owns and that
+// must not outlive the device, or null. Other operations give false when they fail. What a device does not
+// support fails without a message: that is what the base class does.
 
 #include "kcore/ufs/file.h"
 #include "kcore/ufs/fs_types.h"
@@ -16,6 +17,9 @@
 namespace kestrel {
 
 enum class fs_device_kind_t : uint32_t { sysfs = 1, rcfs = 2, union_of_devices = 5 };
+
+// What a loading service would know of a file. There is none, so nobody defines it.
+struct fs_meta_t;
 
 class fs_device_t {
   public:
@@ -30,8 +34,18 @@ class fs_device_t {
     virtual bool stat(std::string_view path, fs_stat_t &out);
     bool is_file(std::string_view path);
     bool is_directory(std::string_view path);
+    // False for a path that this device cannot have, being too long below its root. Says nothing.
+    virtual bool can_name(std::string_view) const { return true; }
+
+    // What devices ask of a loading service: what it knows of a file, and reads of parts of files that it
+    // carries out. No device of this library has one, so the first gives false and the second is empty.
+    virtual bool get_meta(std::string_view path, fs_meta_t &out);
+    virtual fs_request_t read_chunk(std::string_view path, std::span<std::byte> buffer, uint64_t position);
+    virtual bool chunk_finished(const fs_request_t &request);
+    virtual bool release_chunk(fs_request_t &request);
+
     virtual bool create_directories(std::string_view path);
-    // Those above the last '/' of the path; a path without one, or with only a leading one, needs none.
+    // Those above the last separator of the path; a path without one, or with only a leading one, needs none.
     bool create_parent_directories(std::string_view path);
     virtual bool remove_directory(std::string_view path);
     virtual bool copy_file(std::string_view from, std::string_view to, bool overwrite);

@@ -1,16 +1,40 @@
 #include "kcore/messages/fatal.h"
 #include "kcore/messages/messages.h"
 #include "kcore/ufs/file.h"
-#include "kcore/ufs/read_statistics.h"
+#include "kcore/ufs/io_pump.h"
 
 #include <algorithm>
 #include <cstring>
-#include <new>
 
 namespace kestrel {
 
-string_dyn_t display_name_of(const file_t *file) {
-    string_dyn_t name;
+bool check_reason(fs_reason_t reason, const char *name) {
+    const auto says = [&](const char *text) {
+        msg_error("[fs] %s: %s", name, text);
+        return false;
+    };
+    switch (reason) {
+    case fs_reason_t::none:
+        return true;
+    case fs_reason_t::not_found:
+    case fs_reason_t::exists:
+        return false;
+    case fs_reason_t::refused:
+        return says("access denied");
+    case fs_reason_t::no_space:
+        return says("no space left on device");
+    case fs_reason_t::would_block:
+        return says("in use by another process");
+    case fs_reason_t::unsupported:
+        return says("not a regular file, or not supported by its file system");
+    case fs_reason_t::other:
+        break;
+    }
+    return says("input or output error");
+}
+
+fs_display_name_t display_name_of(const file_t *file) {
+    fs_display_name_t name;
     if (file)
         file->get_display_name(name);
     else
@@ -18,37 +42,31 @@ string_dyn_t display_name_of(const file_t *file) {
     return name;
 }
 
-bool file_t::stat(fs_stat_t &) const {
-    return false;
-}
-
-fs_request_t *file_t::read_request(std::span<std::byte>, uint64_t, const fs_request_options_t &) {
+const char *path_kind_word(fs_path_kind_t kind) {
+    switch (kind) {
+    case fs_path_kind_t::unknown:
+        return "UNKNOWNFS";
+    case fs_path_kind_t::ufs:
+        return "UFS";
+    case fs_path_kind_t::sysfs:
+        return "SYSFS";
+    }
     return nullptr;
 }
 
-fs_request_t *file_t::write_request(std::span<const std::byte>, uint64_t, const fs_request_options_t &) {
-    return nullptr;
+void fs_read_statistics_t::add_read(uint64_t bytes) {
+    total_operations.fetch_add(1, std::memory_order_relaxed);
+    recent_operations.fetch_add(1, std::memory_order_relaxed);
+    total_bytes.fetch_add(bytes, std::memory_order_relaxed);
+    recent_bytes.fetch_add(bytes, std::memory_order_relaxed);
 }
 
-bool file_t::request_finished(const fs_request_t &) const {
-    return false;
+fs_request_t file_t::do_read_request(std::span<std::byte>, uint64_t, const fs_callback_t &) {
+    return {};
 }
 
-bool file_t::complete(fs_request_t &) {
-    return false;
-}
-
-void file_t::wait_and_release(fs_request_t &) {}
-
-bool file_t::write_owned(std::unique_ptr<std::byte[]> &buffer, size_t size) {
-    if (!write({buffer.get(), size}))
-        return false;
-    buffer.reset();
-    return true;
-}
-
-bool file_t::set_size(uint64_t) {
-    return false;
+fs_request_t file_t::do_write_request(std::span<const std::byte>, uint64_t, const fs_callback_t &) {
+    return {};
 }
 
 bool file_t::commit() {
@@ -74,11 +92,33 @@ uint64_t file_t::get_size() const {
 bool file_t::read_at(std::span<std::byte> buffer, uint64_t position) {
     if (buffer.empty())
         return true;
-    fs_request_t *const request = read_request(buffer, position, {.caller_waits = true});
-    if (!request || !complete(*request))
+    if (!do_read(buffer, position))
         return false;
     fs_read_statistics.add_read(buffer.size());
     return true;
+}
+
+bool file_t::write_at(std::span<const std::byte> bytes, uint64_t position) {
+    drop_cache();
+    return bytes.empty() || do_write(bytes, position);
+}
+
+fs_request_t file_t::read_request(std::span<std::byte> buffer, uint64_t position,
+                                  const fs_callback_t &callback) {
+    return do_read_request(buffer, position, callback);
+}
+
+// The cache could be filled again before the bytes have arrived.
+fs_request_t file_t::write_request(std::span<const std::byte> bytes, uint64_t position,
+                                   const fs_callback_t &callback) {
+    drop_cache();
+    has_write_requests_ = true;
+    return do_write_request(bytes, position, callback);
+}
+
+bool file_t::set_size(uint64_t size) {
+    drop_cache();
+    return do_set_size(size);
 }
 
 bool file_t::read(std::span<std::byte> buffer) {
@@ -86,7 +126,7 @@ bool file_t::read(std::span<std::byte> buffer) {
         return true;
     if (!buffer.data())
         return false;
-    if (uses_read_cache())
+    if (uses_read_cache() && !has_write_requests_)
         return read_cached(buffer);
     if (!read_at(buffer, offset_))
         return false;
@@ -129,10 +169,10 @@ size_t file_t::copy_from_cache(std::span<std::byte> buffer) {
 
 bool file_t::refill_cache() {
     cache_length_ = 0;
-    if (!cache_)
-        cache_.reset(new (std::nothrow) std::byte[cache_size]);
-    if (!cache_)
+    if (!is_open())
         return false;
+    if (!cache_)
+        cache_.reset(new std::byte[cache_size]);
     const uint64_t size = get_size();
     const size_t length = offset_ < size ? std::min<uint64_t>(size - offset_, cache_size) : 0;
     if (!read_at({cache_.get(), length}, offset_))
@@ -151,13 +191,16 @@ void file_t::drop_cache() {
 bool file_t::write(std::span<const std::byte> bytes) {
     if (bytes.empty())
         return true;
-    if (!bytes.data())
-        return false;
-    drop_cache();
-    fs_request_t *const request = write_request(bytes, offset_, {.caller_waits = true});
-    if (!request || !complete(*request))
+    if (!bytes.data() || !write_at(bytes, offset_))
         return false;
     offset_ += bytes.size();
+    return true;
+}
+
+bool file_t::write_owned(std::unique_ptr<std::byte[]> &buffer, size_t size) {
+    if (!write({buffer.get(), size}))
+        return false;
+    buffer.reset();
     return true;
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
-// The small words of the file system: how to open, what a path is, what is known of a file.
+// The vocabulary of the file system: how to open, what a path is, what is known of a file, why something
+// failed.
 
 #include "kcore/collections/array.h"
 #include "kcore/strings/string_dyn.h"
@@ -25,7 +26,37 @@ enum class fs_open_mode_t : uint32_t {
 };
 
 // The mode's name in messages.
-const char *fs_open_mode_name(fs_open_mode_t mode);
+constexpr const char *fs_open_mode_name(fs_open_mode_t mode) {
+    switch (mode) {
+    case fs_open_mode_t::read:
+        return "read";
+    case fs_open_mode_t::create:
+        return "create";
+    case fs_open_mode_t::create_truncate:
+        return "create_truncate";
+    case fs_open_mode_t::create_or_read_write:
+        return "create_or_read_write";
+    case fs_open_mode_t::atomic:
+        return "atomic";
+    }
+    return "unknown";
+}
+
+// Why the operating system did not do what it was asked for.
+enum class fs_reason_t {
+    none, // it did
+    not_found,
+    exists,
+    refused,     // permissions, a file system that is read-only
+    no_space,    // a full disk, a quota, a limit on the size of files
+    would_block, // another process holds it
+    unsupported, // what is there is no regular file, or its file system cannot do this
+    other,
+};
+
+// Says why something of that name was not done; nothing for the reasons that are no surprise (none,
+// not_found, exists), which callers put in words of their own. Gives true for none.
+bool check_reason(fs_reason_t reason, const char *name);
 
 // Which of the two well-known devices a path belongs to.
 enum class fs_path_kind_t : uint32_t {

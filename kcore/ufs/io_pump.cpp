@@ -1,75 +1,74 @@
 #include "kcore/ufs/io_pump.h"
 
+#include <algorithm>
 #include <system_error>
 
 namespace kestrel {
 
-fs_request_t *fs_io_pump_t::read(fs_handle_t handle, std::span<std::byte> buffer, uint64_t position,
-                                 const fs_request_options_t &options) {
-    return ask({.kind = fs_request_kind_t::read, .handle = handle, .into = buffer, .position = position},
-               options);
+struct fs_request_t::transfer_t {
+    bool reads;
+    fs_handle_t handle;
+    std::span<std::byte> into;       // of a read
+    std::span<const std::byte> from; // of a write
+    uint64_t position;
+    fs_callback_t callback;
+
+    bool done = false;
+    bool success = false;
+    transfer_t *next = nullptr; // in the queue
+};
+
+bool fs_request_t::finished() const {
+    if (!transfer_)
+        return made_;
+    const std::scoped_lock guard(pump_->mutex_);
+    return transfer_->done;
 }
 
-fs_request_t *fs_io_pump_t::write(fs_handle_t handle, std::span<const std::byte> bytes, uint64_t position,
-                                  const fs_request_options_t &options) {
-    return ask({.kind = fs_request_kind_t::write, .handle = handle, .from = bytes, .position = position},
-               options);
-}
-
-fs_request_t *fs_io_pump_t::ask(const fs_transfer_t &transfer, const fs_request_options_t &options) {
-    fs_request_t *const request = pool_.take();
-    if (!request)
-        return nullptr;
-    request->transfer = transfer;
-    request->options = options;
-    submit(*request);
-    return request;
-}
-
-bool fs_io_pump_t::finished(const fs_request_t &request) {
-    return request.state.load(std::memory_order_acquire) == fs_request_state_t::done;
-}
-
-bool fs_io_pump_t::complete(fs_request_t &request) {
-    request.event.wait(false, std::memory_order_acquire);
-    const bool success = request.success;
-    pool_.give_back(request);
-    return success;
-}
-
-void fs_io_pump_t::submit(fs_request_t &request) {
-    switch (place(request)) {
-    case place_t::here:
-        make_transfer(request);
-        break;
-    case place_t::queue:
-        work_.notify_one();
-        break;
-    case place_t::nowhere:
-        finish(request, false);
-        break;
+bool fs_request_t::wait() {
+    if (!transfer_)
+        return success_;
+    {
+        std::unique_lock lock(pump_->mutex_);
+        pump_->ended_.wait(lock, [&] { return transfer_->done; });
     }
+    success_ = transfer_->success;
+    delete std::exchange(transfer_, nullptr);
+    return success_;
 }
 
-fs_io_pump_t::place_t fs_io_pump_t::place(fs_request_t &request) {
-    const std::scoped_lock guard(mutex_);
-    if (stopping_)
-        return place_t::nowhere;
-    if (request.options.caller_waits && !first_ && in_flight_ < max_in_flight) {
-        start(request);
-        return place_t::here;
+void fs_request_t::swap(fs_request_t &other) noexcept {
+    std::swap(pump_, other.pump_);
+    std::swap(transfer_, other.transfer_);
+    std::swap(made_, other.made_);
+    std::swap(success_, other.success_);
+}
+
+fs_request_t fs_io_pump_t::read(fs_handle_t handle, std::span<std::byte> buffer, uint64_t position,
+                                const fs_callback_t &callback) {
+    return ask(std::unique_ptr<transfer_t>(new transfer_t{true, handle, buffer, {}, position, callback}));
+}
+
+fs_request_t fs_io_pump_t::write(fs_handle_t handle, std::span<const std::byte> bytes, uint64_t position,
+                                 const fs_callback_t &callback) {
+    return ask(std::unique_ptr<transfer_t>(new transfer_t{false, handle, {}, bytes, position, callback}));
+}
+
+fs_request_t fs_io_pump_t::ask(std::unique_ptr<transfer_t> transfer) {
+    {
+        const std::scoped_lock guard(mutex_);
+        if (!stopping_ && idle_threads_ <= queued_)
+            start_thread();
+        if (!stopping_ && !threads_.empty()) {
+            (first_ ? last_->next : first_) = transfer.get();
+            last_ = transfer.get();
+            ++queued_;
+            work_.notify_one();
+            return fs_request_t(*this, transfer.release());
+        }
     }
-    if (idle_threads_ <= queued_)
-        start_thread();
-    if (threads_.empty())
-        return place_t::nowhere;
-    append(request);
-    return place_t::queue;
-}
-
-void fs_io_pump_t::start(fs_request_t &request) {
-    ++in_flight_;
-    request.state.store(fs_request_state_t::in_flight, std::memory_order_relaxed);
+    transfer->callback.call(false);
+    return fs_request_t(false);
 }
 
 void fs_io_pump_t::start_thread() {
@@ -86,87 +85,65 @@ void fs_io_pump_t::serve() {
     std::unique_lock lock(mutex_);
     for (;;) {
         ++idle_threads_;
-        work_.wait(lock, [this] { return stopping_ || (first_ && in_flight_ < max_in_flight); });
+        work_.wait(lock, [this] { return stopping_ || first_; });
         --idle_threads_;
         if (stopping_)
             return;
-        fs_request_t &request = take_first();
-        start(request);
+        transfer_t &transfer = *first_;
+        first_ = transfer.next;
+        --queued_;
+        in_flight_.push_back(&transfer);
         lock.unlock();
-        make_transfer(request);
+        const bool success = make(transfer);
         lock.lock();
+        in_flight_.erase_unordered(static_cast<size_t>(
+            std::find(in_flight_.begin(), in_flight_.end(), &transfer) - in_flight_.begin()));
+        end(transfer, success);
     }
 }
 
-void fs_io_pump_t::make_transfer(fs_request_t &request) {
-    const bool success = move_all_bytes(request.transfer);
-    {
-        const std::scoped_lock guard(mutex_);
-        --in_flight_;
-        if (first_)
-            work_.notify_one();
-    }
-    finish(request, success);
+bool fs_io_pump_t::make(const transfer_t &transfer) {
+    const fs_reason_t reason = transfer.reads
+                                   ? platform_.read_all(transfer.handle, transfer.into, transfer.position)
+                                   : platform_.write_all(transfer.handle, transfer.from, transfer.position);
+    transfer.callback.call(reason == fs_reason_t::none);
+    return reason == fs_reason_t::none;
 }
 
-bool fs_io_pump_t::move_all_bytes(const fs_transfer_t &transfer) {
-    const bool reads = transfer.kind == fs_request_kind_t::read;
-    const size_t wanted = reads ? transfer.into.size() : transfer.from.size();
-    size_t moved = 0;
-    while (moved < wanted) {
-        const uint64_t position = transfer.position + moved;
-        const fs_transfer_result_t result =
-            reads ? platform_.read(transfer.handle, transfer.into.subspan(moved), position)
-                  : platform_.write(transfer.handle, transfer.from.subspan(moved), position);
-        if (result.outcome == fs_transfer_result_t::outcome_t::interrupted)
-            continue;
-        if (result.outcome == fs_transfer_result_t::outcome_t::failed || result.count == 0)
-            return false;
-        moved += result.count;
-    }
-    return true;
+// The asker may take the record away as soon as the lock is free.
+void fs_io_pump_t::end(transfer_t &transfer, bool success) {
+    transfer.success = success;
+    transfer.done = true;
+    ended_.notify_all();
 }
 
-// Once the event is set the asker may release the record, and another may use it again.
-void fs_io_pump_t::finish(fs_request_t &request, bool success) {
-    request.success = success;
-    request.state.store(fs_request_state_t::done, std::memory_order_release);
-    if (request.options.callback)
-        request.options.callback(request, request.options.context);
-    request.event.store(true, std::memory_order_release);
-    request.event.notify_all();
+bool fs_io_pump_t::is_active(fs_handle_t handle) const {
+    for (const transfer_t *queued = first_; queued; queued = queued->next)
+        if (queued->handle == handle)
+            return true;
+    return std::any_of(in_flight_.begin(), in_flight_.end(),
+                       [&](const transfer_t *each) { return each->handle == handle; });
 }
 
-void fs_io_pump_t::append(fs_request_t &request) {
-    (first_ ? last_->next : first_) = &request;
-    last_ = &request;
-    ++queued_;
-}
-
-fs_request_t &fs_io_pump_t::take_first() {
-    fs_request_t &request = *first_;
-    first_ = request.next;
-    request.next = nullptr;
-    --queued_;
-    return request;
+void fs_io_pump_t::settle(fs_handle_t handle) {
+    std::unique_lock lock(mutex_);
+    ended_.wait(lock, [&] { return !is_active(handle); });
 }
 
 void fs_io_pump_t::stop() {
-    fs_request_t *queued = nullptr;
     {
-        const std::scoped_lock guard(mutex_);
+        std::unique_lock lock(mutex_);
         stopping_ = true;
-        queued = first_;
-        first_ = nullptr;
         queued_ = 0;
+        while (transfer_t *const transfer = first_) {
+            first_ = transfer->next;
+            lock.unlock();
+            transfer->callback.call(false);
+            lock.lock();
+            end(*transfer, false);
+        }
     }
     work_.notify_all();
-    while (queued) {
-        fs_request_t &request = *queued;
-        queued = request.next;
-        request.next = nullptr;
-        finish(request, false);
-    }
     for (std::thread &thread : threads_)
         thread.join();
     threads_.clear();

@@ -1,74 +1,114 @@
 #pragma once
 
-// Makes transfers, at most 8 at a time, starting them in the order in which they were asked for.
+// Transfers that go on while their asker does something else: requests, and the pump that makes them.
 //
-// A transfer whose asker waits for it is made in the calling thread when nothing is queued before it: the
-// converter never starts a thread. All others are queued for the pump's own threads, which are started when
-// the first of them is needed. A transfer succeeds when its whole byte count was moved: short and interrupted
-// ones are continued, the end of the file inside the asked range fails.
-//
-// Safe from several threads. After stop, which ends what is queued without success, every transfer fails.
+// The pump starts transfers in the order in which they were asked for, at most 8 at a time, on threads of its
+// own, which it starts when they are needed. Who waits at once needs none of this: file_t reads and writes
+// block in the calling thread. Safe from several threads.
 
 #include "kcore/collections/array.h"
-#include "kcore/ufs/request_pool.h"
+#include "kcore/ufs/platform/platform.h"
 
 #include <condition_variable>
+#include <memory>
 #include <mutex>
 #include <thread>
 
 namespace kestrel {
+
+class fs_io_pump_t;
+
+// What is called when a transfer has ended, on a thread of the pump, before anyone who waits for it goes on.
+// Callbacks of different requests run at the same time. A callback must not wait for a request, nor close a
+// file, nor throw.
+struct fs_callback_t {
+    void (*function)(bool success, void *context) = nullptr;
+    void *context = nullptr;
+
+    void call(bool success) const {
+        if (function)
+            function(success, context);
+    }
+};
+
+// One transfer, from the asking to the end. Destroying it waits for that end: what is read into or written
+// from must live as long. A request that could not be made is empty. Ends before its file system.
+class fs_request_t {
+  public:
+    fs_request_t() = default;
+    // One that is done already, as those of memory files are.
+    explicit fs_request_t(bool success) : made_(true), success_(success) {}
+    fs_request_t(fs_request_t &&other) noexcept { swap(other); }
+    fs_request_t &operator=(fs_request_t &&other) noexcept {
+        wait();
+        swap(other);
+        return *this;
+    }
+    ~fs_request_t() { wait(); }
+
+    explicit operator bool() const { return made_; }
+    // Polls.
+    bool finished() const;
+    // Returns when the transfer has ended; gives whether its whole byte count was moved. False when empty.
+    bool wait();
+
+  private:
+    friend class fs_io_pump_t;
+    struct transfer_t;
+
+    fs_request_t(fs_io_pump_t &pump, transfer_t *transfer) : pump_(&pump), transfer_(transfer), made_(true) {}
+    void swap(fs_request_t &other) noexcept;
+
+    fs_io_pump_t *pump_ = nullptr;
+    transfer_t *transfer_ = nullptr; // owned; null once its end has been seen
+    bool made_ = false;
+    bool success_ = false;
+};
 
 class fs_io_pump_t {
   public:
     static constexpr size_t max_in_flight = 8;
 
     explicit fs_io_pump_t(fs_platform_t &platform) : platform_(platform) {}
-    // Stops. Requests must have been released.
     ~fs_io_pump_t() { stop(); }
     fs_io_pump_t(const fs_io_pump_t &) = delete;
     fs_io_pump_t &operator=(const fs_io_pump_t &) = delete;
 
-    // Null when there is no memory for a record.
-    fs_request_t *read(fs_handle_t handle, std::span<std::byte> buffer, uint64_t position,
-                       const fs_request_options_t &options);
-    fs_request_t *write(fs_handle_t handle, std::span<const std::byte> bytes, uint64_t position,
-                        const fs_request_options_t &options);
+    fs_request_t read(fs_handle_t handle, std::span<std::byte> buffer, uint64_t position,
+                      const fs_callback_t &callback);
+    fs_request_t write(fs_handle_t handle, std::span<const std::byte> bytes, uint64_t position,
+                       const fs_callback_t &callback);
 
-    static bool finished(const fs_request_t &request);
-    // Waits, gives the success and releases the request.
-    bool complete(fs_request_t &request);
+    // Returns when no transfer of the handle is queued or under way.
+    void settle(fs_handle_t handle);
 
+    // Ends what is queued without success and waits for what is under way. From then on every request fails.
     void stop();
 
   private:
-    enum class place_t { here, queue, nowhere };
+    friend class fs_request_t;
+    using transfer_t = fs_request_t::transfer_t;
 
-    fs_request_t *ask(const fs_transfer_t &transfer, const fs_request_options_t &options);
-    void submit(fs_request_t &request);
-    void make_transfer(fs_request_t &request);
-    bool move_all_bytes(const fs_transfer_t &transfer);
-    static void finish(fs_request_t &request, bool success);
+    fs_request_t ask(std::unique_ptr<transfer_t> transfer);
     void serve();
+    bool make(const transfer_t &transfer);
 
     // Under the lock.
-    place_t place(fs_request_t &request);
-    void start(fs_request_t &request);
     void start_thread();
-    void append(fs_request_t &request);
-    fs_request_t &take_first();
+    bool is_active(fs_handle_t handle) const;
+    void end(transfer_t &transfer, bool success);
 
     fs_platform_t &platform_;
-    fs_request_pool_t pool_;
-
     std::mutex mutex_;
     std::condition_variable work_;
-    fs_request_t *first_ = nullptr;
-    fs_request_t *last_ = nullptr;
+    std::condition_variable ended_;
+    transfer_t *first_ = nullptr; // the queue
+    transfer_t *last_ = nullptr;
     size_t queued_ = 0;
-    size_t in_flight_ = 0;
     size_t idle_threads_ = 0;
     bool stopping_ = false;
-    array_local_t<std::thread, max_in_flight> threads_;
+    array_local_t<const transfer_t *, max_in_flight> in_flight_;
+    array_local_t<std::thread, max_in_flight> threads_; // one for each transfer at a time
 };
 
 } // namespace kestrel

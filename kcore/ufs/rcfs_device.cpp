@@ -5,33 +5,31 @@
 
 namespace kestrel {
 
-static std::unique_ptr<sysfs_device_t> make_store(std::string_view base, std::string_view path) {
-    string_dyn_t directory(base);
-    directory.append("/");
-    directory.append(path);
-    file_system_t &system = *file_system();
+static string_dyn_t joined(std::string_view directory, std::string_view path) {
+    string_dyn_t text(directory);
+    text.append("/");
+    text.append(path);
+    return text;
+}
+
+static std::unique_ptr<sysfs_device_t> make_store(file_system_t &system, const string_dyn_t &directory) {
     return std::make_unique<sysfs_device_t>(directory.view(), *system.platform, system.pump);
 }
 
-static std::unique_ptr<sysfs_device_t> make_created_store(std::string_view base, std::string_view path) {
-    string_dyn_t directory(base);
-    directory.append("/");
-    directory.append(path);
-    file_system()->system_device.create_directories(directory.view());
-    return make_store(base, path);
+static std::unique_ptr<sysfs_device_t> make_created_store(file_system_t &system,
+                                                          const string_dyn_t &directory) {
+    system.system_device.create_directories(directory.view());
+    return make_store(system, directory);
 }
 
-rcfs_device_t::rcfs_device_t(std::string_view base_directory, std::string_view root)
+rcfs_device_t::rcfs_device_t(file_system_t &system, std::string_view base_directory, std::string_view root)
     : fs_device_t(fs_device_kind_t::rcfs, root) {
-    primary_ = make_store(base_directory, root);
+    primary_ = make_store(system, joined(base_directory, root));
     for (const std::string_view shared : {"base", "base_vehicle", "base_share"})
-        fallbacks_.push_back(make_store(base_directory, shared));
-
-    string_dyn_t resources(base_directory);
-    resources.append("/rsrc/");
-    resources.append(root);
-    cache_ = make_created_store(resources.view(), "@cache");
-    dependencies_ = make_created_store(resources.view(), "@dep");
+        fallbacks_.push_back(make_store(system, joined(base_directory, shared)));
+    const string_dyn_t resources = joined(joined(base_directory, "rsrc").view(), root);
+    cache_ = make_created_store(system, joined(resources.view(), "@cache"));
+    dependencies_ = make_created_store(system, joined(resources.view(), "@dep"));
 }
 
 std::unique_ptr<file_t> rcfs_device_t::open(std::string_view path, fs_open_mode_t mode) {
@@ -41,13 +39,32 @@ std::unique_ptr<file_t> rcfs_device_t::open(std::string_view path, fs_open_mode_
 bool rcfs_device_t::remove_file(std::string_view path) {
     if (!perform_conversion())
         msg_warning("Expected rcfs_device_t::perform_conversion() to be true, but it is not.");
-    cache_->remove_file(path);
-    dependencies_->remove_file(path);
+    // What is no file was not made by a conversion.
+    for (sysfs_device_t *const store : {cache_.get(), dependencies_.get()})
+        if (store->is_file(path))
+            store->remove_file(path);
     return true;
 }
 
 bool rcfs_device_t::stat(std::string_view path, fs_stat_t &out) {
     return cache_->stat(path, out);
+}
+
+bool rcfs_device_t::get_meta(std::string_view path, fs_meta_t &out) {
+    return cache_->get_meta(path, out);
+}
+
+fs_request_t rcfs_device_t::read_chunk(std::string_view path, std::span<std::byte> buffer,
+                                       uint64_t position) {
+    return cache_->read_chunk(path, buffer, position);
+}
+
+bool rcfs_device_t::chunk_finished(const fs_request_t &request) {
+    return cache_->chunk_finished(request);
+}
+
+bool rcfs_device_t::release_chunk(fs_request_t &request) {
+    return cache_->release_chunk(request);
 }
 
 std::optional<fs_listing_t> rcfs_device_t::list(std::string_view path) {

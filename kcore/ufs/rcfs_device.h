@@ -8,24 +8,32 @@
 //   BASE/rsrc/ROOT/@cache         cache store, converted outputs
 //   BASE/rsrc/ROOT/@dep           dependency store, one record per output at the output's own path
 //
-// Construction never fails: it creates the last two directories, and a directory that is not there leaves its
-// store unavailable. As a device it serves the cache store. Needs a started file system.
+// Construction fails only for memory (std::bad_alloc): it creates the last two directories, and a directory
+// that is not there leaves its store unavailable. As a device it serves the cache store.
 
 #include "kcore/ufs/sysfs_device.h"
 
 namespace kestrel {
 
+struct file_system_t;
+
 class rcfs_device_t final : public fs_device_t {
   public:
-    rcfs_device_t(std::string_view base_directory, std::string_view root);
+    // The file system outlives the device.
+    rcfs_device_t(file_system_t &system, std::string_view base_directory, std::string_view root);
 
     // Whether sources are converted when they are accessed: in this system never.
     bool perform_conversion() const { return false; }
 
     std::unique_ptr<file_t> open(std::string_view path, fs_open_mode_t mode) override;
+    bool can_name(std::string_view path) const override { return cache_->can_name(path); }
     // Removes an output and its dependency file. Warns, and always gives true.
     bool remove_file(std::string_view path) override;
     bool stat(std::string_view path, fs_stat_t &out) override;
+    bool get_meta(std::string_view path, fs_meta_t &out) override;
+    fs_request_t read_chunk(std::string_view path, std::span<std::byte> buffer, uint64_t position) override;
+    bool chunk_finished(const fs_request_t &request) override;
+    bool release_chunk(fs_request_t &request) override;
     std::optional<fs_listing_t> list(std::string_view path) override;
     void set_mount(std::string_view mount_point, uint16_t mount_id, uint32_t owner) override;
 

@@ -4,151 +4,104 @@
 #include "kcore/ufs/io_pump.h"
 #include "kcore/ufs/sysfs_device.h"
 
-#include <new>
-
 namespace kestrel {
 
 std::unique_ptr<sysfs_atomic_file_t> sysfs_atomic_file_t::open(sysfs_device_t &device,
                                                                std::string_view target) {
-    fs_path_t kept, buffer_path;
-    if (!kept.assign(target) || !buffer_path.assign(target) || !buffer_path.append(".atomic")) {
-        msg_error("[fs] path of a buffer file is longer than 255 bytes: '%s.atomic'",
-                  string_dyn_t(target).c_str());
+    string_dyn_t buffer_path(target);
+    buffer_path.append(".atomic");
+    if (!device.may_replace(target))
         return nullptr;
-    }
-    std::unique_ptr<sysfs_file_t> buffer =
-        device.open_plain(buffer_path.view(), fs_open_mode_t::create_truncate);
-    if (!buffer)
-        return nullptr;
-    return std::unique_ptr<sysfs_atomic_file_t>(new sysfs_atomic_file_t(device, kept, std::move(buffer)));
-}
-
-sysfs_atomic_file_t::sysfs_atomic_file_t(sysfs_device_t &device, const fs_path_t &target,
-                                         std::unique_ptr<sysfs_file_t> buffer)
-    : file_t(target.view()), target_(target), buffer_(std::move(buffer)), device_(device) {}
-
-sysfs_atomic_file_t::~sysfs_atomic_file_t() {
-    sysfs_atomic_file_t::close();
+    std::unique_ptr<sysfs_atomic_file_t> file(new sysfs_atomic_file_t(device, target));
+    file->buffer_ = device.open_plain(buffer_path.view(), fs_open_mode_t::create_truncate);
+    return file->buffer_ ? std::move(file) : nullptr;
 }
 
 bool sysfs_atomic_file_t::close() {
-    if (!buffer_)
+    if (!is_open())
         return true;
     msg_error("[sysfs_atomic_file_t] Atomic file close without explicit commit or cancel. %s",
               display_name_of(this).c_str());
-    discard_buffer();
+    device_.remove_file(take_buffer().view());
     return false;
 }
 
-bool sysfs_atomic_file_t::stat(fs_stat_t &out) const {
-    return buffer_ && buffer_->stat(out);
-}
-
-fs_request_t *sysfs_atomic_file_t::read_request(std::span<std::byte>, uint64_t,
-                                                const fs_request_options_t &) {
+bool sysfs_atomic_file_t::refuse_to_read() const {
     msg_error("[sysfs_atomic_file_t] Atomic file does not support read operation.");
-    return nullptr;
-}
-
-fs_request_t *sysfs_atomic_file_t::write_request(std::span<const std::byte> bytes, uint64_t position,
-                                                 const fs_request_options_t &options) {
-    if (!buffer_) {
-        msg_error("[sysfs_atomic_file_t] Cannot write, buffer file is already closed.");
-        return nullptr;
-    }
-    return buffer_->write_request(bytes, position, options);
-}
-
-bool sysfs_atomic_file_t::request_finished(const fs_request_t &request) const {
-    return fs_io_pump_t::finished(request);
-}
-
-bool sysfs_atomic_file_t::complete(fs_request_t &request) {
-    return device_.pump().complete(request);
-}
-
-void sysfs_atomic_file_t::wait_and_release(fs_request_t &request) {
-    device_.pump().complete(request);
-}
-
-bool sysfs_atomic_file_t::get_system_path(mstring_t &path) const {
-    return device_.get_system_location(target_.view(), path);
-}
-
-bool sysfs_atomic_file_t::get_mount_path(mstring_t &path) const {
-    if (path_kind() != fs_path_kind_t::ufs)
-        return false;
-    return path.assign(device_.mount_point()) && path.append(target_.view());
-}
-
-bool sysfs_atomic_file_t::get_display_name(mstring_t &text) const {
-    switch (path_kind()) {
-    case fs_path_kind_t::unknown:
-        return text.assign_formatted("<atomic><%s>%s", "UNKNOWNFS", target_.c_str());
-    case fs_path_kind_t::ufs:
-        return text.assign_formatted("<atomic><%s | %s>%s", device_.name().c_str(),
-                                     device_.mount_point().c_str(), target_.c_str());
-    case fs_path_kind_t::sysfs:
-        return text.assign_formatted("<atomic><%s>%s", "SYSFS", target_.c_str());
-    }
-    text.assign_formatted("<%s>%s", "BADFS", target_.c_str());
     return false;
 }
 
-uint16_t sysfs_atomic_file_t::get_mount_id() const {
-    return device_.mount_id();
+bool sysfs_atomic_file_t::can_write() const {
+    if (!is_open())
+        msg_error("[sysfs_atomic_file_t] Cannot write, buffer file is already closed.");
+    return is_open();
 }
 
-void sysfs_atomic_file_t::discard_buffer() {
-    const fs_path_t buffer_path(buffer_->name().view());
+bool sysfs_atomic_file_t::do_read(std::span<std::byte>, uint64_t) {
+    return refuse_to_read();
+}
+
+bool sysfs_atomic_file_t::do_write(std::span<const std::byte> bytes, uint64_t position) {
+    return can_write() && buffer_->write_at(bytes, position);
+}
+
+fs_request_t sysfs_atomic_file_t::do_read_request(std::span<std::byte>, uint64_t, const fs_callback_t &) {
+    refuse_to_read();
+    return {};
+}
+
+fs_request_t sysfs_atomic_file_t::do_write_request(std::span<const std::byte> bytes, uint64_t position,
+                                                   const fs_callback_t &callback) {
+    return can_write() ? buffer_->write_request(bytes, position, callback) : fs_request_t();
+}
+
+// Closes the buffer file; gives its path.
+fs_path_t sysfs_atomic_file_t::take_buffer() {
+    const fs_path_t path(buffer_->name().view());
     buffer_.reset();
-    device_.remove_file(buffer_path.view());
+    return path;
 }
 
 bool sysfs_atomic_file_t::cancel() {
-    if (!buffer_) {
+    if (!is_open()) {
         msg_error("[sysfs_atomic_file_t] Cannot cancel, buffer file is already closed.");
         return false;
     }
-    discard_buffer();
+    device_.remove_file(take_buffer().view());
     return true;
 }
 
 bool sysfs_atomic_file_t::commit() {
-    if (!buffer_) {
+    if (!is_open()) {
         msg_error("[sysfs_atomic_file_t] Cannot commit, buffer file is already closed.");
         return false;
     }
-    const fs_path_t buffer_path(buffer_->name().view());
     const bool flushed = buffer_->flush();
     const bool closed = buffer_->close();
-    buffer_.reset();
-    if (!flushed || !closed) {
+    const fs_path_t buffer_path = take_buffer();
+    if (!flushed || !closed)
         msg_error("[sysfs_atomic_file_t] Cannot write the buffer file to the disk.");
-        device_.remove_file(buffer_path.view());
-        return false;
+    else if (!device_.move_file(buffer_path.view(), name().view(), true))
+        msg_error("[sysfs_atomic_file_t] Cannot rename buffer file.");
+    else {
+        flush_directory();
+        return true;
     }
-    return rename_buffer(buffer_path);
+    device_.remove_file(buffer_path.view());
+    return false;
 }
 
-bool sysfs_atomic_file_t::rename_buffer(const fs_path_t &buffer_path) {
+// The new name lies in the directory above; a location without a separator lies in the current one.
+void sysfs_atomic_file_t::flush_directory() const {
     fs_path_t location;
-    if (!get_system_path(location) || !device_.move_file(buffer_path.view(), target_.view(), true)) {
-        msg_error("[sysfs_atomic_file_t] Cannot rename buffer file.");
-        device_.remove_file(buffer_path.view());
-        return false;
-    }
-    // The new name lies in the directory above; a location without '/' lies in the current one.
-    const int64_t slash = location.find_last_of("/\\");
+    get_system_path(location);
+    const int64_t slash = location.find_last_of(path_separators);
     if (slash < 0)
         location.assign(".");
     else
         location.cut(slash == 0 ? 1 : static_cast<uint32_t>(slash));
-    if (!device_.platform().flush_directory(location.c_str())) {
-        msg_error("[sysfs_atomic_file_t] Cannot write the directory of the renamed file to the disk.");
-        return false;
-    }
-    return true;
+    if (device_.platform().flush_directory(location.c_str()) != fs_reason_t::none)
+        msg_warning("[sysfs_atomic_file_t] Cannot write the directory of the renamed file to the disk.");
 }
 
 } // namespace kestrel

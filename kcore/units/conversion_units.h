@@ -1,35 +1,43 @@
 #pragma once
 
 // The units of a resource conversion configuration: rules of what to convert how, and what to leave out. They
-// have no attributes yet; what reads such a configuration gives each class its list.
+// have no attributes yet; what reads such a configuration gives each class its table.
 
-#include "kcore/units/unit_description.h"
+#include "kcore/units/unit.h"
 
 namespace kestrel {
 
-#define CONFIG_U_ATTRIBUTES(ATTRIBUTE)
 class config_u final : public unit_t {
-    KESTREL_UNIT_CLASS(CONFIG_U_ATTRIBUTES)
+  public:
+    static const unit_class_t unit_class;
+    const unit_class_t &get_class() const override { return unit_class; }
 };
 
-#define RULELIST_U_ATTRIBUTES(ATTRIBUTE)
 class rulelist_u final : public unit_t {
-    KESTREL_UNIT_CLASS(RULELIST_U_ATTRIBUTES)
+  public:
+    static const unit_class_t unit_class;
+    const unit_class_t &get_class() const override { return unit_class; }
 };
 
-#define RULE_U_ATTRIBUTES(ATTRIBUTE)
 class rule_u final : public unit_t {
-    KESTREL_UNIT_CLASS(RULE_U_ATTRIBUTES)
+  public:
+    static const unit_class_t unit_class;
+    const unit_class_t &get_class() const override { return unit_class; }
 };
 
-#define BLACKLIST_U_ATTRIBUTES(ATTRIBUTE)
 class blacklist_u final : public unit_t {
-    KESTREL_UNIT_CLASS(BLACKLIST_U_ATTRIBUTES)
+  public:
+    static const unit_class_t unit_class;
+    const unit_class_t &get_class() const override { return unit_class; }
 };
 
-#define BLACK_U_ATTRIBUTES(ATTRIBUTE)
 class black_u final : public unit_t {
-    KESTREL_UNIT_CLASS(BLACK_U_ATTRIBUTES)
+  public:
+    static const unit_class_t unit_class;
+    const unit_class_t &get_class() const override { return unit_class; }
 };
+
+// Adds the descriptions of these classes and of unit_t to the names that core_initialize has registered.
+void describe_core_unit_classes();
 
 } // namespace kestrel

@@ -1,16 +1,16 @@
 #include "kcore/units/unit.h"
 
-#include "kcore/messages/fatal.h"
 #include "kcore/messages/messages.h"
-#include "kcore/units/unit_attribute_operations.h"
-#include "kcore/units/unit_deletion.h"
-#include "kcore/units/unit_description.h"
-#include "kcore/units/unit_names.h"
+#include "kcore/strings/string_local.h"
+#include "kcore/units/unit_values.h"
+
+#include <mutex>
 
 namespace kestrel {
 
-#define UNIT_T_ATTRIBUTES(ATTRIBUTE)
-KESTREL_DEFINE_UNIT_CLASS(unit_t, nullptr, "unit", UNIT_T_ATTRIBUTES)
+static constexpr unit_attribute_t no_attributes[] = {{}};
+constinit const unit_class_t unit_t::unit_class =
+    describe_unit_class<unit_t>("unit", "unit_t", nullptr, no_attributes);
 
 unit_t::~unit_t() {
     release_name();
@@ -42,13 +42,17 @@ static const unit_attribute_t *clone_attributes_to(const unit_t &source, unit_t 
 
 unit_t *unit_t::clone() const {
     const unit_class_t &own_class = get_class();
+    name_t name; // memory may be short: a long one is cut
     unit_t *const copy = own_class.create(pool());
-    if (!copy)
+    if (!copy) {
+        get_name_text(name);
+        msg_error("[unit] Failed to clone unit '%s' (type '%s'): memory exhausted.", name.c_str(),
+                  own_class.name);
         return nullptr;
+    }
     const unit_attribute_t *const failed = clone_attributes_to(*this, *copy);
     if (!failed)
         return copy;
-    string_dyn_t name;
     get_name_text(name);
     msg_error("[unit] Failed to clone the the attribute '%s' of unit '%s' (type '%s').", failed->name,
               name.c_str(), own_class.name);
@@ -85,33 +89,58 @@ void unit_t::drop_reference() {
         unit_deletion_list_t::append(*this);
 }
 
-bool unit_t::set_name(std::string_view name) {
-    const uint32_t handle = unit_names_t::add(name);
-    if (handle == unit_names_t::nameless)
-        return false;
-    release_name();
-    name_handle_ = handle;
-    return true;
-}
-
-void unit_t::release_name() {
-    if (name_handle_ == unit_names_t::nameless || name_handle_ & unit_names_t::released_mark)
-        return;
-    unit_names_t::release(name_handle_);
-    name_handle_ |= unit_names_t::released_mark;
-}
-
-bool unit_t::get_name_text(mstring_t &text) const {
-    if (name_handle_ == unit_names_t::nameless || name_handle_ & unit_names_t::released_mark)
-        return nameless_unit_text(reinterpret_cast<uintptr_t>(this), text);
-    return unit_names_t::get_text(name_handle_, text);
-}
-
 bool is_of_class(const unit_t &unit, const unit_class_t &unit_class) {
     const unit_class_t *level = &unit.get_class();
     while (level && level != &unit_class)
         level = level->parent;
     return level;
+}
+
+void owned_unit_t::adopt(unit_t *unit) {
+    if (unit == unit_)
+        return;
+    if (unit) {
+        unit->add_reference();
+        unit->mark_owned();
+    }
+    if (unit_t *const old = std::exchange(unit_, unit)) {
+        old->destroy();
+        old->drop_reference();
+    }
+}
+
+static std::mutex deletion_mutex;
+static unit_t *first_waiting = nullptr;
+
+void unit_deletion_list_t::append(unit_t &unit) {
+    const std::scoped_lock guard(deletion_mutex);
+    if (unit.waiting_)
+        return;
+    unit.waiting_ = true;
+    unit.next_waiting_ = first_waiting;
+    first_waiting = &unit;
+}
+
+unit_t *unit_deletion_list_t::take_first() {
+    const std::scoped_lock guard(deletion_mutex);
+    unit_t *const unit = first_waiting;
+    if (unit) {
+        first_waiting = unit->next_waiting_;
+        unit->next_waiting_ = nullptr;
+        unit->waiting_ = false;
+    }
+    return unit;
+}
+
+// One at a time: deleting a unit may put others on the list.
+void unit_deletion_list_t::process() {
+    while (unit_t *const unit = take_first()) {
+        if (unit->reference_count() != 0)
+            continue;
+        if (unit->is_live())
+            unit->destroy();
+        unit->get_class().destroy(unit);
+    }
 }
 
 } // namespace kestrel

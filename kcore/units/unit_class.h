@@ -1,17 +1,38 @@
 #pragma once
 
-// What is known of a class of units: one constant record a class, made by DEFINE_UNIT_CLASS
-// (unit_description.h).
-
-#include "kcore/units/unit_attribute.h"
+// What is known of a class of units: one constant record a class, and in it a table with a row for each of
+// its attributes, which says where the value lies inside the unit, what it is, what it is called.
+// unit_values.h shows how a class is described.
 
 #include <cstddef>
 #include <cstdint>
-#include <string_view>
 
 namespace kestrel {
 
 class unit_t;
+struct unit_class_t;
+
+// Odd codes are single values; the next even code is a growable array of the same element. The codes of plain
+// values stand in unit_values.h.
+namespace unit_type {
+inline constexpr uint32_t end_of_table = 0;
+inline constexpr uint32_t string = 1;
+inline constexpr uint32_t owned_unit = 61;
+inline constexpr uint32_t unit_link = 63;
+inline constexpr uint32_t other_unit_link = 65;
+inline constexpr uint32_t resource_tie = 67;
+} // namespace unit_type
+
+struct unit_attribute_t {
+    // The offset of an attribute that is known by name only.
+    static constexpr int64_t no_storage = -1;
+
+    const unit_class_t *owner = nullptr; // the class that declares it
+    int64_t offset = no_storage;         // in bytes, inside the unit
+    uint32_t type = unit_type::end_of_table;
+    const unit_class_t *element_class = nullptr; // of attributes that hold units
+    const char *name = nullptr;
+};
 
 struct unit_class_t {
     const char *name;            // short: "config"
@@ -26,12 +47,5 @@ struct unit_class_t {
     size_t size;                        // of an instance, in bytes
     size_t alignment;
 };
-
-constexpr uint32_t unit_class_id(std::string_view registered_name) {
-    uint32_t id = 0;
-    for (const char character : registered_name)
-        id = id * 31 + static_cast<uint8_t>(character);
-    return id;
-}
 
 } // namespace kestrel

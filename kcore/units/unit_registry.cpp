@@ -1,33 +1,45 @@
 #include "kcore/units/unit_registry.h"
 
 #include "kcore/collections/array.h"
-#include "kcore/units/conversion_units.h"
+
+#include <algorithm>
 
 namespace kestrel {
 
-static array_dyn_t<const unit_class_t *> &classes() {
-    static array_dyn_t<const unit_class_t *> registered;
+static array_dyn_t<known_unit_class_t> &classes() {
+    static array_dyn_t<known_unit_class_t> registered;
     return registered;
 }
 
-const unit_class_t *find_unit_class(uint32_t class_id) {
-    for (const unit_class_t *unit_class : classes())
-        if (unit_class->class_id == class_id)
-            return unit_class;
-    return nullptr;
+static known_unit_class_t *find(uint32_t class_id) {
+    known_unit_class_t *const found =
+        std::find_if(classes().begin(), classes().end(),
+                     [&](const known_unit_class_t &known) { return known.id == class_id; });
+    return found == classes().end() ? nullptr : found;
 }
 
-bool register_unit_class(const unit_class_t &unit_class) {
-    if (const unit_class_t *const same_id = find_unit_class(unit_class.class_id))
-        return same_id == &unit_class;
-    return classes().push_back(&unit_class);
+std::optional<known_unit_class_t> find_unit_class(uint32_t class_id) {
+    const known_unit_class_t *const found = find(class_id);
+    return found ? std::optional(*found) : std::nullopt;
+}
+
+bool register_unit_class(std::string_view registered_name, const unit_class_t *description) {
+    const uint32_t id = unit_class_id(registered_name);
+    known_unit_class_t *const known = find(id);
+    if (!known) {
+        classes().push_back({registered_name, id, description});
+        return true;
+    }
+    if (known->registered_name != registered_name)
+        return false;
+    if (!known->description)
+        known->description = description;
+    return !description || known->description == description;
 }
 
 void register_core_unit_classes() {
-    for (const unit_class_t *unit_class :
-         {&unit_t::unit_class, &config_u::unit_class, &rulelist_u::unit_class, &rule_u::unit_class,
-          &blacklist_u::unit_class, &black_u::unit_class})
-        register_unit_class(*unit_class);
+    for (const char *name : {"unit_t", "config_u", "rulelist_u", "rule_u", "blacklist_u", "black_u"})
+        register_unit_class(name);
 }
 
 void forget_unit_classes() {

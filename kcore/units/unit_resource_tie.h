@@ -32,7 +32,7 @@ class unit_resource_tie_t {
     virtual unit_t *get_value_scalar(const unit_t &unit, const unit_attribute_t &attribute);
     virtual unit_t *get_value_element(const unit_t &unit, const unit_attribute_t &attribute, size_t index);
     virtual bool get_value_array(const unit_t &unit, const unit_attribute_t &attribute,
-                                 array_t<unit_t *> &values);
+                                 array_dyn_t<unit_t *> &values);
     virtual bool set_value_scalar(unit_t &unit, const unit_attribute_t &attribute, unit_t *value);
     virtual bool set_value_element(unit_t &unit, const unit_attribute_t &attribute, size_t index,
                                    unit_t *value);

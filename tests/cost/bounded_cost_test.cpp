@@ -7,9 +7,7 @@
 #include "tests/cost/worst_inputs.h"
 #include "tools/conv/intermediate/parse_file.h"
 #include "tools/conv/intermediate/scanner.h"
-#include "tools/conv/kim2kmg/discard_degenerated_triangles.h"
-#include "tools/conv/kim2kmg/merge_part_pieces.h"
-#include "tools/conv/kim2kmg/optimize_for_vertex_cache.h"
+#include "tools/conv/kim2kmg/passes/passes.h"
 #include "tools/conv/kim2kmg/writer/kmg_writer.h"
 
 #include <gtest/gtest.h>

@@ -2,6 +2,7 @@
 
 #include "tests/support/skinned_model_text.h"
 
+#include <array>
 #include <functional>
 
 namespace kestrel {
@@ -203,6 +204,19 @@ worst_input_t tiny_pieces(size_t bytes) {
     return {opening({.vertices = count, .pieces = count}) + material + text + plain_part(count), ""};
 }
 
+// Pieces in which a tag stands twice, and which differ by another one.
+worst_input_t repeated_tags(size_t bytes) {
+    const size_t count = bytes / 310;
+    std::string text;
+    for (size_t i = 0; i < count; ++i) {
+        auto streams = drawn_streams(1);
+        streams.push_back(streams[0]);
+        streams.push_back(stream("INT", number(i), 1, "(0)"));
+        text += piece(i, 1, 0, streams);
+    }
+    return {opening({.vertices = count, .pieces = count}) + material + text + plain_part(count), ""};
+}
+
 // Pieces that are all joined into a few.
 worst_input_t joined_pieces(size_t bytes) {
     const size_t count = bytes / 260;
@@ -291,20 +305,43 @@ worst_input_t alike_vertices(size_t bytes) {
             ""};
 }
 
-// A fan: one vertex in all triangles.
-worst_input_t fan(size_t bytes) {
-    const size_t vertices = bytes / 110;
-    std::string positions = "Stream{Format:FLOAT3 Tag:\"_POSITION\"", triangles = "Triangles{";
-    for (size_t i = 0; i < vertices; ++i)
-        positions += number(i) + "(" + number(i) + ". 0. 0.)";
-    for (size_t i = 0; i + 2 < vertices; ++i)
-        triangles += number(i) + "(0 " + number(i + 1) + " " + number(i + 2) + ")";
+// Distinct vertices on a line, and triangles over them.
+worst_input_t mesh(size_t vertices, const std::vector<std::array<size_t, 3>> &corners) {
     auto streams = drawn_streams(vertices);
-    return {opening({.vertices = vertices, .triangles = vertices - 2, .pieces = 1}) + material +
-                "Piece{Index:0 Material:0 VertexCount:" + number(vertices) +
-                " TriangleCount:" + number(vertices - 2) + " StreamCount:3 " + positions + "}" + streams[1] +
-                streams[2] + triangles + "}}" + plain_part(1),
-            ""};
+    streams[0] = "Stream{Format:FLOAT3 Tag:\"_POSITION\"";
+    for (size_t i = 0; i < vertices; ++i)
+        streams[0] += number(i) + "(" + number(i) + ". 0. 0.)";
+    streams[0] += "}";
+    worst_input_t input = one_piece(vertices, corners.size(), streams, "");
+    std::string triangles = "Triangles{";
+    for (size_t t = 0; t < corners.size(); ++t)
+        triangles += number(t) + "(" + number(corners[t][0]) + " " + number(corners[t][1]) + " " +
+                     number(corners[t][2]) + ")";
+    const size_t first = input.model.find("Triangles{");
+    input.model.replace(first, input.model.find('}', first) - first, triangles);
+    return input;
+}
+
+// One vertex in all triangles.
+worst_input_t fan(size_t bytes) {
+    std::vector<std::array<size_t, 3>> corners;
+    for (size_t i = 0; i < bytes / 110; ++i)
+        corners.push_back({0, i + 1, i + 2});
+    return mesh(bytes / 110 + 2, corners);
+}
+
+// Again one vertex in all triangles but a few, and none of these beside another: the last half of them, each
+// of which is as good as the next, are better than the first.
+worst_input_t wings_of_two_kinds(size_t bytes) {
+    std::vector<std::array<size_t, 3>> corners;
+    size_t next = 1;
+    for (size_t i = 0; i < bytes / 500; ++i, next += 3) {
+        corners.push_back({0, next, next + 1});
+        corners.push_back({next, next + 1, next + 2});
+    }
+    for (size_t i = 0; i < bytes / 500; ++i, next += 2)
+        corners.push_back({0, next, next + 1});
+    return mesh(next, corners);
 }
 
 // Bytes of a stream for few bytes of text: items that are longer than their tuples.
@@ -401,6 +438,7 @@ constexpr worst_kind_t kinds[] = {
     {"parts", parts, of_texts, true},
     {"long_part_list", long_part_list, of_texts, false},
     {"tiny_pieces", tiny_pieces, of_texts, true},
+    {"repeated_tags", repeated_tags, of_texts, true},
     {"joined_pieces", joined_pieces, of_texts, true},
     {"pieces_that_do_not_fit", pieces_that_do_not_fit, of_texts, false},
     {"many_streams", many_streams, of_texts, false},
@@ -409,6 +447,7 @@ constexpr worst_kind_t kinds[] = {
     {"equal_vertices", equal_vertices, of_texts, true},
     {"alike_vertices", alike_vertices, of_texts, true},
     {"fan", fan, of_texts, true},
+    {"wings_of_two_kinds", wings_of_two_kinds, of_texts, true},
     {"short_tuples", short_tuples, of_texts, false},
     {"influence_sets", influence_sets, of_texts, true},
     {"heavy_items", heavy_items, of_texts, true},

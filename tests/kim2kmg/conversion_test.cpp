@@ -86,13 +86,14 @@ TEST(conversion, inputs_that_cannot_be_read) {
     tree.add_source("binary.kim", std::string("\0\1\xFF", 3));
     tree.add_source("cut.kim", one_triangle_model.substr(0, one_triangle_model.find("Global")));
     tree.add_source("skeleton.kim", edited(one_triangle_model, "FormatVersion: 5", "FormatVersion: 1"));
+    const std::string no_file = "not a regular file, or not supported by its file system";
     const std::string long_name = "/" + std::string(254, 'n') + ".kim";
     const struct {
         std::string name;
         std::vector<std::string> messages;
     } cases[] = {
-        {"/folder.kim", {"/folder.kim: Failed to open"}},
-        {"/pipe.kim", {"/pipe.kim: Failed to open"}},
+        {"/folder.kim", {"[fs] $/folder.kim: " + no_file, "/folder.kim: Failed to open"}},
+        {"/pipe.kim", {"[fs] $/pipe.kim: " + no_file, "/pipe.kim: Failed to open"}},
         {"/link.kim", {"/link.kim: Failed to open"}},
         {"/empty.kim", {"<$ | >/empty.kim:1: syntax error [ token '' ]", "cannot parse /empty.kim"}},
         {"/binary.kim",
@@ -121,18 +122,22 @@ TEST(conversion, outputs_that_cannot_be_written) {
     create_directories(tree.output("a.kmg"));
     program_run_t run = tree.run({"/a.kim", "-root", "project"});
     EXPECT_EQ(run.status, 1);
-    EXPECT_EQ(run.errors, errors_of(tree, {"error opening output file /a.kmg"}));
+    const std::string resources = (canonical(tree.base()) / "rsrc/project").string();
+    EXPECT_EQ(run.errors,
+              errors_of(tree, {"[fs] " + resources + "/@cache/a.kmg: not a regular file, left alone",
+                               "error opening output file /a.kmg"}));
     remove(tree.output("a.kmg"));
 
     // A record that cannot be written takes the output with it.
     create_directories(tree.record("a.kmg"));
     run = tree.run({"/a.kim", "-root", "project"});
     EXPECT_EQ(run.status, 1);
-    EXPECT_EQ(run.errors, errors_of(tree, {"[fs] Failed to open file '" +
-                                               (canonical(tree.base()) / "rsrc/project/@dep/a.kmg").string() +
-                                               "' in the create_truncate mode.",
-                                           "/a.kmg: failed to write deps."}) +
-                              removal);
+    EXPECT_EQ(run.errors,
+              errors_of(tree, {"[fs] " + resources + "/@dep/a.kmg: not a regular file, left alone",
+                               "[fs] Failed to open file '" + resources +
+                                   "/@dep/a.kmg' in the create_truncate mode.",
+                               "/a.kmg: failed to write deps."}) +
+                  removal);
     EXPECT_FALSE(exists(tree.output("a.kmg")));
 
     // A file where the store should be.

@@ -2,7 +2,7 @@
 
 #include "tests/kmg/kmg_builder.h"
 #include "tests/support/converted_model.h"
-#include "tools/conv/intermediate/matrix_inverse.h"
+#include "tools/conv/intermediate/kis_model.h"
 #include "tools/conv/kim2kmg/affine/affine_decomposition.h"
 #include "tools/kmg/affine.h"
 

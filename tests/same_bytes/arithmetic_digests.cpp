@@ -2,11 +2,11 @@
 // gives for many inputs. Built by several compilers with several options, it must always print the same.
 
 #include "kcore/collections/array.h"
-#include "tools/conv/intermediate/matrix_inverse.h"
+#include "tools/conv/intermediate/kis_model.h"
 #include "tools/conv/intermediate/number_text.h"
 #include "tools/conv/kim2kmg/affine/affine_decomposition.h"
-#include "tools/conv/kim2kmg/discard_degenerated_triangles.h"
-#include "tools/conv/kim2kmg/vertex_cache/vertex_cache_order.h"
+#include "tools/conv/kim2kmg/passes/passes.h"
+#include "tools/conv/kim2kmg/passes/vertex_cache_order.h"
 #include "tools/conv/kim2kmg/writer/bounds.h"
 #include "tools/conv/kim2kmg/writer/influences.h"
 #include "tools/conv/kim2kmg/writer/vertex_packing.h"
@@ -98,9 +98,8 @@ digest_t decimals() {
         text += std::to_string(inputs.digits());
         if (inputs.below(2))
             text += "e-" + std::to_string(inputs.below(60));
-        digest.add(decode_decimal(text));
         float value = 0;
-        scan_plain_decimal((text + std::string(64, '\0')).c_str(), value);
+        scan_real((text + std::string(64, '\0')).c_str(), value);
         digest.add(value);
     }
     return digest;
@@ -109,7 +108,7 @@ digest_t decimals() {
 digest_t skins() {
     inputs_t inputs;
     digest_t digest;
-    const uint64_t bone_map[] = {0, 1, 2, 3, 4, 5, 6, 7};
+    const uint8_t bone_map[] = {0, 1, 2, 3, 4, 5, 6, 7};
     array_dyn_t<influence_pair_t> scratch;
     for (int i = 0; i < rounds; ++i) {
         std::vector<skin_weight_t> weights(1 + inputs.below(8));
@@ -179,8 +178,7 @@ digest_t vertex_orders() {
             const uint32_t step = 1 + inputs.below((vertex_count - 1) / 2);
             triangle = {{first, (first + step) % vertex_count, (first + 2 * step) % vertex_count}};
         }
-        order.run(triangles, vertex_count);
-        for (const uint32_t triangle : order.order())
+        for (const uint32_t triangle : order.run(triangles, vertex_count))
             digest.add(triangle);
     }
     return digest;

@@ -3,7 +3,7 @@
 // Matrices and rotations in double precision, written from their definitions, to check what is done in
 // single.
 
-#include "tools/conv/kim2kmg/affine/float3x3.h"
+#include "tools/conv/kim2kmg/affine/decomposition_steps.h"
 
 #include <array>
 #include <cmath>

@@ -3,10 +3,9 @@
 #include <algorithm>
 #include <cstring>
 #include <stdexcept>
+#include <utility>
 
 namespace kestrel {
-
-using outcome_t = fs_transfer_result_t::outcome_t;
 
 static std::string parent_of(const std::string &path) {
     const size_t slash = path.rfind('/');
@@ -25,6 +24,12 @@ void fake_platform_t::add_file(const std::string &path, std::string_view content
     add_directory(parent_of(path));
     const std::scoped_lock guard(mutex_);
     files_[path] = std::make_shared<std::string>(content);
+}
+
+void fake_platform_t::add_device(const std::string &path) {
+    add_directory(parent_of(path));
+    const std::scoped_lock guard(mutex_);
+    devices_.insert(path);
 }
 
 bool fake_platform_t::has_file(const std::string &path) const {
@@ -60,9 +65,9 @@ std::vector<std::string> fake_platform_t::take_calls() {
     return std::exchange(calls_, {});
 }
 
-void fake_platform_t::fail(const std::string &call) {
+void fake_platform_t::fail(const std::string &call, fs_reason_t reason) {
     const std::scoped_lock guard(mutex_);
-    faults_.push_back(call);
+    faults_.emplace_back(call, reason);
 }
 
 void fake_platform_t::fail_no_more() {
@@ -70,14 +75,28 @@ void fake_platform_t::fail_no_more() {
     faults_.clear();
 }
 
+void fake_platform_t::spoil(size_t call, fault_t fault, fs_reason_t reason) {
+    const std::scoped_lock guard(mutex_);
+    call_count_ = 0;
+    spoilt_call_ = call;
+    fault_ = fault;
+    spoilt_reason_ = reason;
+    spoilt_.clear();
+}
+
+size_t fake_platform_t::call_count() const {
+    const std::scoped_lock guard(mutex_);
+    return call_count_;
+}
+
+std::string fake_platform_t::spoilt() const {
+    const std::scoped_lock guard(mutex_);
+    return spoilt_;
+}
+
 void fake_platform_t::limit_transfers(size_t most) {
     const std::scoped_lock guard(mutex_);
     most_bytes_ = most;
-}
-
-void fake_platform_t::interrupt_transfers(size_t count) {
-    const std::scoped_lock guard(mutex_);
-    interruptions_ = count;
 }
 
 void fake_platform_t::hold_transfers() {
@@ -92,19 +111,58 @@ void fake_platform_t::let_transfers_go() {
 }
 
 void fake_platform_t::wait_for_held_transfers(size_t count) {
-    std::unique_lock lock(mutex_);
+    lock_t lock(mutex_);
     held_changed_.wait(lock, [&] { return held_ >= count; });
 }
 
 size_t fake_platform_t::most_transfers_at_once() const {
     const std::scoped_lock guard(mutex_);
-    return most_at_once_;
+    return most_held_;
 }
 
-bool fake_platform_t::note(const std::string &call) {
+fs_reason_t fake_platform_t::note(const std::string &call) {
     calls_.push_back(call);
-    return std::none_of(faults_.begin(), faults_.end(),
-                        [&](const std::string &fault) { return call.starts_with(fault); });
+    ++call_count_;
+    const bool reached =
+        fault_ == fault_t::all_fail ? call_count_ >= spoilt_call_ : call_count_ == spoilt_call_;
+    if (reached && (fault_ == fault_t::fails || fault_ == fault_t::all_fail)) {
+        if (spoilt_.empty())
+            spoilt_ = call;
+        return spoilt_reason_;
+    }
+    for (const auto &[start, reason] : faults_)
+        if (call.starts_with(start))
+            return reason;
+    return fs_reason_t::none;
+}
+
+template <class F>
+fs_reason_t fake_platform_t::perform(const std::string &call, F operation) {
+    const std::scoped_lock guard(mutex_);
+    fs_reason_t reason = note(call);
+    if (reason == fs_reason_t::none)
+        reason = operation();
+    end_operation();
+    return reason;
+}
+
+template <class F>
+fs_reason_t fake_platform_t::transfer(const std::string &call, size_t wanted, F operation) {
+    lock_t lock(mutex_);
+    const fs_reason_t reason = note(call);
+    size_t most = std::min(wanted, most_bytes_);
+    if (fault_ == fault_t::moves_less && call_count_ == spoilt_call_) {
+        most = std::max<size_t>(most / 2, 1);
+        spoilt_ = call;
+    }
+    most_held_ = std::max(most_held_, ++held_);
+    held_changed_.notify_all();
+    held_changed_.wait(lock, [this] { return !holding_; });
+    --held_;
+    if (reason == fs_reason_t::none)
+        operation(most);
+    end_operation();
+    return reason;
 }
 
 bool fake_platform_t::has_parent(const std::string &path) const {
@@ -125,94 +183,75 @@ fake_platform_t::open_file_t &fake_platform_t::file_of(fs_handle_t handle) {
     return found->second;
 }
 
-fs_handle_t fake_platform_t::open(const char *path, fs_open_mode_t mode) {
+std::string fake_platform_t::path_of(fs_handle_t handle) {
     const std::scoped_lock guard(mutex_);
+    return file_of(handle).path;
+}
+
+fs_reason_t fake_platform_t::open(const char *path, fs_open_mode_t mode, fs_handle_t &handle) {
     const std::string name(path);
-    if (!note(std::string("open ") + fs_open_mode_name(mode) + " " + name) ||
-        mode >= fs_open_mode_t::atomic || directories_.contains(name))
-        return fs_handle_t::invalid;
-    const bool exists = files_.contains(name);
-    const bool creates = mode != fs_open_mode_t::read;
-    if (exists ? mode == fs_open_mode_t::create : !creates || !has_parent(name))
-        return fs_handle_t::invalid;
-    if (!exists || mode == fs_open_mode_t::create_truncate)
-        files_[name] = std::make_shared<std::string>();
-    open_files_[++next_handle_] = {name, files_[name]};
-    return static_cast<fs_handle_t>(next_handle_);
+    return perform(std::string("open ") + fs_open_mode_name(mode) + " " + name, [&] {
+        if (directories_.contains(name) || devices_.contains(name))
+            return fs_reason_t::unsupported;
+        const bool exists = files_.contains(name);
+        if (exists && mode == fs_open_mode_t::create)
+            return fs_reason_t::exists;
+        if (!exists && (mode == fs_open_mode_t::read || !has_parent(name)))
+            return fs_reason_t::not_found;
+        if (!exists)
+            files_[name] = std::make_shared<std::string>();
+        open_files_[++next_handle_] = {name, files_[name]};
+        handle = static_cast<fs_handle_t>(next_handle_);
+        return fs_reason_t::none;
+    });
 }
 
-bool fake_platform_t::close(fs_handle_t handle) {
+// The handle goes in any case.
+fs_reason_t fake_platform_t::close(fs_handle_t handle) {
     const std::scoped_lock guard(mutex_);
-    const bool closed = note("close " + file_of(handle).path);
+    const std::string path = path_of(handle);
     open_files_.erase(static_cast<intptr_t>(handle));
-    return closed;
-}
-
-fs_transfer_result_t fake_platform_t::begin_transfer(std::unique_lock<std::mutex> &lock,
-                                                     const std::string &call, size_t wanted) {
-    const bool possible = note(call);
-    most_at_once_ = std::max(most_at_once_, ++at_once_);
-    ++held_;
-    held_changed_.notify_all();
-    held_changed_.wait(lock, [this] { return !holding_; });
-    --held_;
-    --at_once_;
-    if (!possible)
-        return {outcome_t::failed, 0};
-    if (interruptions_ != 0) {
-        --interruptions_;
-        return {outcome_t::interrupted, 0};
-    }
-    return {outcome_t::moved, std::min(wanted, most_bytes_)};
+    return perform("close " + path, [] { return fs_reason_t::none; });
 }
 
 static std::string range_text(uint64_t position, size_t count) {
     return " " + std::to_string(position) + "+" + std::to_string(count);
 }
 
-fs_transfer_result_t fake_platform_t::read(fs_handle_t handle, std::span<std::byte> buffer,
-                                           uint64_t position) {
-    std::unique_lock lock(mutex_);
-    const open_file_t &file = file_of(handle);
-    fs_transfer_result_t result =
-        begin_transfer(lock, "read " + file.path + range_text(position, buffer.size()), buffer.size());
-    const size_t size = file.content->size();
-    result.count = position < size ? std::min<uint64_t>(result.count, size - position) : 0;
-    std::memcpy(buffer.data(), file.content->data() + (result.count ? position : 0), result.count);
-    return result;
+fs_reason_t fake_platform_t::read(fs_handle_t handle, std::span<std::byte> buffer, uint64_t position,
+                                  size_t &moved) {
+    return transfer("read " + path_of(handle) + range_text(position, buffer.size()), buffer.size(),
+                    [&](size_t most) {
+                        const std::string &content = *file_of(handle).content;
+                        moved = position < content.size() ? std::min(most, content.size() - position) : 0;
+                        std::memcpy(buffer.data(), content.data() + (moved ? position : 0), moved);
+                    });
 }
 
-fs_transfer_result_t fake_platform_t::write(fs_handle_t handle, std::span<const std::byte> bytes,
-                                            uint64_t position) {
-    std::unique_lock lock(mutex_);
-    const open_file_t &file = file_of(handle);
-    const fs_transfer_result_t result =
-        begin_transfer(lock, "write " + file.path + range_text(position, bytes.size()), bytes.size());
-    if (result.count == 0)
-        return result;
-    std::string &content = *file.content;
-    content.resize(std::max<size_t>(content.size(), position + result.count));
-    std::memcpy(content.data() + position, bytes.data(), result.count);
-    return result;
+fs_reason_t fake_platform_t::write(fs_handle_t handle, std::span<const std::byte> bytes, uint64_t position,
+                                   size_t &moved) {
+    return transfer("write " + path_of(handle) + range_text(position, bytes.size()), bytes.size(),
+                    [&](size_t most) {
+                        std::string &content = *file_of(handle).content;
+                        moved = most;
+                        content.resize(std::max<size_t>(content.size(), position + moved));
+                        std::memcpy(content.data() + position, bytes.data(), moved);
+                    });
 }
 
-bool fake_platform_t::set_end_of_file(fs_handle_t handle, uint64_t size) {
-    const std::scoped_lock guard(mutex_);
-    open_file_t &file = file_of(handle);
-    if (!note("resize " + file.path + " " + std::to_string(size)))
-        return false;
-    file.content->resize(size);
-    return true;
+fs_reason_t fake_platform_t::set_end_of_file(fs_handle_t handle, uint64_t size) {
+    return perform("resize " + path_of(handle) + " " + std::to_string(size), [&] {
+        file_of(handle).content->resize(size);
+        return fs_reason_t::none;
+    });
 }
 
-bool fake_platform_t::flush_file(fs_handle_t handle) {
-    const std::scoped_lock guard(mutex_);
-    return note("flush " + file_of(handle).path);
+fs_reason_t fake_platform_t::flush_file(fs_handle_t handle) {
+    return perform("flush " + path_of(handle), [] { return fs_reason_t::none; });
 }
 
-bool fake_platform_t::flush_directory(const char *path) {
-    const std::scoped_lock guard(mutex_);
-    return note(std::string("flush_directory ") + path);
+fs_reason_t fake_platform_t::flush_directory(const char *path) {
+    return perform(std::string("flush_directory ") + path, [] { return fs_reason_t::none; });
 }
 
 static void describe_file(const std::string &content, fs_stat_t &out) {
@@ -220,85 +259,79 @@ static void describe_file(const std::string &content, fs_stat_t &out) {
     out.size = out.stored_size = content.size();
 }
 
-bool fake_platform_t::stat_file(fs_handle_t handle, fs_stat_t &out) {
-    const std::scoped_lock guard(mutex_);
-    const open_file_t &file = file_of(handle);
-    if (!note("stat_file " + file.path))
-        return false;
-    describe_file(*file.content, out);
-    return true;
+fs_reason_t fake_platform_t::stat_file(fs_handle_t handle, fs_stat_t &out) {
+    return perform("stat_file " + path_of(handle), [&] {
+        describe_file(*file_of(handle).content, out);
+        return fs_reason_t::none;
+    });
 }
 
-bool fake_platform_t::stat_path(const char *path, fs_stat_t &out) {
-    const std::scoped_lock guard(mutex_);
-    if (!note(std::string("stat ") + path))
-        return false;
-    if (directories_.contains(path)) {
-        out.kind = fs_kind_t::directory;
-        return true;
-    }
-    const auto file = files_.find(path);
-    if (file == files_.end())
-        return false;
-    describe_file(*file->second, out);
-    return true;
+fs_reason_t fake_platform_t::stat_path(const char *path, fs_stat_t &out) {
+    return perform(std::string("stat ") + path, [&] {
+        const auto file = files_.find(path);
+        if (file != files_.end())
+            describe_file(*file->second, out);
+        else if (directories_.contains(path))
+            out.kind = fs_kind_t::directory;
+        else if (devices_.contains(path))
+            out.kind = fs_kind_t::neither;
+        else
+            return fs_reason_t::not_found;
+        return fs_reason_t::none;
+    });
 }
 
-bool fake_platform_t::delete_file(const char *path) {
-    const std::scoped_lock guard(mutex_);
-    return note(std::string("delete ") + path) && files_.erase(path) != 0;
+fs_reason_t fake_platform_t::delete_file(const char *path) {
+    return perform(std::string("delete ") + path, [&] {
+        return files_.erase(path) + devices_.erase(path) != 0 ? fs_reason_t::none : fs_reason_t::not_found;
+    });
 }
 
-bool fake_platform_t::create_directory(const char *path) {
-    const std::scoped_lock guard(mutex_);
-    if (!note(std::string("mkdir ") + path) || files_.contains(path) || !has_parent(path))
-        return false;
-    directories_.insert(path);
-    return true;
+fs_reason_t fake_platform_t::create_directory(const char *path) {
+    return perform(std::string("mkdir ") + path, [&] {
+        if (files_.contains(path) || directories_.contains(path))
+            return fs_reason_t::exists;
+        if (!has_parent(path))
+            return fs_reason_t::not_found;
+        directories_.insert(path);
+        return fs_reason_t::none;
+    });
 }
 
-bool fake_platform_t::remove_directory(const char *path) {
-    const std::scoped_lock guard(mutex_);
-    return note(std::string("rmdir ") + path) && !anything_below(path) && directories_.erase(path) != 0;
+fs_reason_t fake_platform_t::remove_directory(const char *path) {
+    return perform(std::string("rmdir ") + path, [&] {
+        if (anything_below(path))
+            return fs_reason_t::exists;
+        return directories_.erase(path) != 0 ? fs_reason_t::none : fs_reason_t::not_found;
+    });
 }
 
-bool fake_platform_t::copy_file(const char *from, const char *to, bool overwrite) {
-    const std::scoped_lock guard(mutex_);
-    if (!note(std::string("copy ") + from + " " + to) || !files_.contains(from) ||
-        (files_.contains(to) && !overwrite))
-        return false;
-    files_[to] = std::make_shared<std::string>(*files_.at(from));
-    return true;
+fs_reason_t fake_platform_t::move_file(const char *from, const char *to, bool replace) {
+    return perform(std::string("move ") + from + " " + to, [&] {
+        if (!files_.contains(from))
+            return fs_reason_t::not_found;
+        if (files_.contains(to) && !replace)
+            return fs_reason_t::exists;
+        files_[to] = files_.at(from);
+        files_.erase(from);
+        return fs_reason_t::none;
+    });
 }
 
-bool fake_platform_t::move_file(const char *from, const char *to, bool replace) {
-    const std::scoped_lock guard(mutex_);
-    if (!note(std::string("move ") + from + " " + to) || !files_.contains(from) ||
-        (files_.contains(to) && !replace))
-        return false;
-    files_[to] = files_.at(from);
-    files_.erase(from);
-    return true;
-}
-
-std::optional<fs_listing_t> fake_platform_t::list(const char *path) {
-    const std::scoped_lock guard(mutex_);
-    if (!note(std::string("list ") + path) || !directories_.contains(path))
-        return std::nullopt;
-    std::map<std::string, fs_kind_t> kinds;
-    for (const std::string &directory : directories_)
-        kinds[directory] = fs_kind_t::directory;
-    for (const auto &file : files_)
-        kinds[file.first] = fs_kind_t::file;
-    fs_listing_t listing;
-    for (const auto &[name, kind] : kinds)
-        if (parent_of(name) == path) {
-            fs_listing_entry_t entry;
-            entry.name.assign(name.substr(name.rfind('/') + 1));
-            entry.kind = kind;
-            listing.push_back(std::move(entry));
-        }
-    return listing;
+fs_reason_t fake_platform_t::list(const char *path, fs_listing_t &entries) {
+    return perform(std::string("list ") + path, [&] {
+        if (!directories_.contains(path))
+            return fs_reason_t::not_found;
+        std::map<std::string, fs_kind_t> kinds;
+        for (const std::string &directory : directories_)
+            kinds[directory] = fs_kind_t::directory;
+        for (const auto &file : files_)
+            kinds[file.first] = fs_kind_t::file;
+        for (const auto &[name, kind] : kinds)
+            if (parent_of(name) == path)
+                entries.push_back({string_dyn_t(name.substr(name.rfind('/') + 1)), kind});
+        return fs_reason_t::none;
+    });
 }
 
 } // namespace kestrel

@@ -4,16 +4,17 @@
 //
 // It notes every call as one line, the name of the operation and its arguments:
 //
-//   open create_truncate /w/a     close /w/a            stat /w/a        stat_file /w/a
-//   read /w/a 0+10                write /w/a 4096+8     resize /w/a 5    flush /w/a     flush_directory /w
-//   delete /w/a   mkdir /w/d   rmdir /w/d   copy /w/a /w/b   move /w/a /w/b   list /w
+//   open create /w/a     close /w/a            stat /w/a        stat_file /w/a
+//   read /w/a 0+10       write /w/a 4096+8     resize /w/a 5    flush /w/a     flush_directory /w
+//   delete /w/a   mkdir /w/d   rmdir /w/d   move /w/a /w/b   list /w
 //
-// Faults are asked for by the start of such a line. Transfers can be cut short, interrupted, and held until
-// the test lets them go. Safe from several threads.
+// Calls can be made to fail by the start of such a line or by their number, and watched. Transfers can be cut
+// short, and held until the test lets them go. Safe from several threads.
 
-#include "kcore/ufs/platform/platform.h"
+#include "kcore/ufs/file_system.h"
 
 #include <condition_variable>
+#include <functional>
 #include <map>
 #include <mutex>
 #include <set>
@@ -22,11 +23,21 @@
 
 namespace kestrel {
 
-class fake_platform_t : public fs_platform_t {
+// What happens to a call that is spoilt by its number.
+enum class fault_t {
+    none,
+    fails,
+    all_fail,   // this one and every later one
+    moves_less, // a transfer moves half of its bytes
+};
+
+class fake_platform_t final : public fs_platform_t {
   public:
     void add_directory(const std::string &path);
     // With the directories above it.
     void add_file(const std::string &path, std::string_view content);
+    // Something that is no regular file: a device, a pipe.
+    void add_device(const std::string &path);
     bool has_file(const std::string &path) const;
     bool has_directory(const std::string &path) const;
     std::string content(const std::string &path) const;
@@ -37,14 +48,19 @@ class fake_platform_t : public fs_platform_t {
     // What has been asked since the last time.
     std::vector<std::string> take_calls();
 
-    // From now on calls whose line begins so fail without effect.
-    void fail(const std::string &call);
+    // From now on calls whose line begins so fail without effect (a close closes).
+    void fail(const std::string &call, fs_reason_t reason = fs_reason_t::other);
     void fail_no_more();
+    // Counts calls from 1 on, and spoils that one.
+    void spoil(size_t call, fault_t fault, fs_reason_t reason);
+    size_t call_count() const;
+    // The line of the first call that was spoilt by its number; empty when none was.
+    std::string spoilt() const;
+    // Called after every operation.
+    void watch(std::function<void()> after_each) { after_each_ = std::move(after_each); }
+
     // One transfer moves at most so many bytes.
     void limit_transfers(size_t most);
-    // The next transfers move nothing and say so.
-    void interrupt_transfers(size_t count);
-
     // Transfers wait from now on, until they are let go.
     void hold_transfers();
     void let_transfers_go();
@@ -52,56 +68,93 @@ class fake_platform_t : public fs_platform_t {
     void wait_for_held_transfers(size_t count);
     size_t most_transfers_at_once() const;
 
-    fs_handle_t open(const char *path, fs_open_mode_t mode) override;
-    bool close(fs_handle_t handle) override;
-    fs_transfer_result_t read(fs_handle_t handle, std::span<std::byte> buffer, uint64_t position) override;
-    fs_transfer_result_t write(fs_handle_t handle, std::span<const std::byte> bytes,
-                               uint64_t position) override;
-    bool set_end_of_file(fs_handle_t handle, uint64_t size) override;
-    bool flush_file(fs_handle_t handle) override;
-    bool flush_directory(const char *path) override;
-    bool stat_file(fs_handle_t handle, fs_stat_t &out) override;
-    bool stat_path(const char *path, fs_stat_t &out) override;
-    bool delete_file(const char *path) override;
-    bool create_directory(const char *path) override;
-    bool remove_directory(const char *path) override;
-    bool copy_file(const char *from, const char *to, bool overwrite) override;
-    bool move_file(const char *from, const char *to, bool replace) override;
-    std::optional<fs_listing_t> list(const char *path) override;
+    fs_reason_t open(const char *path, fs_open_mode_t mode, fs_handle_t &handle) override;
+    fs_reason_t close(fs_handle_t handle) override;
+    fs_reason_t read(fs_handle_t handle, std::span<std::byte> buffer, uint64_t position,
+                     size_t &moved) override;
+    fs_reason_t write(fs_handle_t handle, std::span<const std::byte> bytes, uint64_t position,
+                      size_t &moved) override;
+    fs_reason_t set_end_of_file(fs_handle_t handle, uint64_t size) override;
+    fs_reason_t flush_file(fs_handle_t handle) override;
+    fs_reason_t flush_directory(const char *path) override;
+    fs_reason_t stat_file(fs_handle_t handle, fs_stat_t &out) override;
+    fs_reason_t stat_path(const char *path, fs_stat_t &out) override;
+    fs_reason_t delete_file(const char *path) override;
+    fs_reason_t create_directory(const char *path) override;
+    fs_reason_t remove_directory(const char *path) override;
+    fs_reason_t move_file(const char *from, const char *to, bool replace) override;
+    fs_reason_t list(const char *path, fs_listing_t &entries) override;
 
   private:
     using content_t = std::shared_ptr<std::string>;
+    using lock_t = std::unique_lock<std::recursive_mutex>;
 
     struct open_file_t {
         std::string path;
         content_t content;
     };
 
-    // Under the lock. False when the call is to fail.
-    bool note(const std::string &call);
+    // Makes one operation under the lock, unless it is spoilt.
+    template <class F>
+    fs_reason_t perform(const std::string &call, F operation);
+    // The same for a transfer; the operation gets the number of bytes that it may move.
+    template <class F>
+    fs_reason_t transfer(const std::string &call, size_t wanted, F operation);
+    // Under the lock: notes the call and says how it is to fail.
+    fs_reason_t note(const std::string &call);
+    void end_operation() const {
+        if (after_each_)
+            after_each_();
+    }
     bool has_parent(const std::string &path) const;
     bool anything_below(const std::string &path) const;
     open_file_t &file_of(fs_handle_t handle);
+    std::string path_of(fs_handle_t handle);
 
-    // Waits while transfers are held; then says how many bytes this one may move, or that it may not.
-    fs_transfer_result_t begin_transfer(std::unique_lock<std::mutex> &lock, const std::string &call,
-                                        size_t wanted);
-
-    mutable std::mutex mutex_;
+    mutable std::recursive_mutex mutex_;
     std::map<std::string, content_t> files_;
     std::set<std::string> directories_;
+    std::set<std::string> devices_;
     std::map<intptr_t, open_file_t> open_files_;
     intptr_t next_handle_ = 100;
-    std::vector<std::string> calls_;
-    std::vector<std::string> faults_;
 
-    std::condition_variable held_changed_;
+    std::vector<std::string> calls_;
+    std::vector<std::pair<std::string, fs_reason_t>> faults_;
+    size_t call_count_ = 0;
+    size_t spoilt_call_ = 0;
+    fault_t fault_ = fault_t::none;
+    fs_reason_t spoilt_reason_ = fs_reason_t::other;
+    std::string spoilt_;
+    std::function<void()> after_each_;
+
+    std::condition_variable_any held_changed_;
     bool holding_ = false;
     size_t held_ = 0;
-    size_t at_once_ = 0;
-    size_t most_at_once_ = 0;
+    size_t most_held_ = 0;
     size_t most_bytes_ = SIZE_MAX;
-    size_t interruptions_ = 0;
+};
+
+// The process's file system on a fake platform, while it lives.
+class fake_file_system_t {
+  public:
+    fake_file_system_t() {
+        auto made = std::make_unique<fake_platform_t>();
+        platform_ = made.get();
+        file_system_start(std::move(made));
+    }
+    ~fake_file_system_t() { file_system_stop(); }
+    fake_file_system_t(const fake_file_system_t &) = delete;
+    fake_file_system_t &operator=(const fake_file_system_t &) = delete;
+
+    fake_platform_t &platform() { return *platform_; }
+    sysfs_device_t &system_device() { return file_system()->system_device; }
+    // A device of its own over a directory.
+    std::unique_ptr<sysfs_device_t> make_device(std::string_view root) {
+        return std::make_unique<sysfs_device_t>(root, *platform_, file_system()->pump);
+    }
+
+  private:
+    fake_platform_t *platform_;
 };
 
 } // namespace kestrel

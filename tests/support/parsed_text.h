@@ -3,8 +3,11 @@
 // A text, what the parser made of it and what it said; in the messages the file is called "f".
 
 #include "tests/support/captured_messages.h"
+#include "tests/support/model_text.h"
 #include "tests/support/padded_text.h"
 #include "tools/conv/intermediate/parse_file.h"
+
+#include <gtest/gtest.h>
 
 namespace kestrel {
 
@@ -24,5 +27,24 @@ struct parsed_text_t {
 
 using parsed_model_t = parsed_text_t<kim_t, parse_model_text>;
 using parsed_skeleton_t = parsed_text_t<kis_t, parse_skeleton_text>;
+
+// An edit that breaks a text, and where and how that is reported.
+struct fault_t {
+    const char *from;
+    const char *to;
+    const char *message;
+};
+
+// One fault, one message. `whole` makes the text of a file from the one that is edited.
+template <class parsed_t, size_t N, class F>
+void expect_faults(const fault_t (&faults)[N], const std::string &sound, F whole) {
+    const parsed_t unbroken(whole(sound));
+    ASSERT_TRUE(unbroken.root) << unbroken.messages;
+    for (const auto &[from, to, message] : faults) {
+        const parsed_t parsed(whole(edited(sound, from, to)));
+        EXPECT_FALSE(parsed.root) << to;
+        EXPECT_EQ(parsed.messages, "E: f:" + std::string(message) + "\n") << to;
+    }
+}
 
 } // namespace kestrel

@@ -45,7 +45,7 @@ std::vector<plain_triangle_t> random_mesh_t::triangles() {
     return triangles;
 }
 
-std::vector<plain_triangle_t> random_mesh_t::crowded_triangles() {
+std::vector<plain_triangle_t> random_mesh_t::hub_triangles() {
     std::vector<plain_triangle_t> triangles;
     uint32_t next = 2 + below(3); // hubs come first
     const uint32_t hubs = next;

@@ -21,7 +21,7 @@ class random_mesh_t {
     std::vector<plain_triangle_t> triangles();
     // A hundred and more triangles around one, two or a few vertices: fans, loose triangles and patches that
     // share only the hub, the same triangles again and again.
-    std::vector<plain_triangle_t> crowded_triangles();
+    std::vector<plain_triangle_t> hub_triangles();
     // A piece over those triangles, with vertices that look the same, vertices without a triangle, zeros of
     // both signs and NaNs in its one to three streams.
     plain_piece_t piece();

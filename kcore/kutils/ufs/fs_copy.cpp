@@ -7,11 +7,6 @@
 
 namespace kestrel {
 
-static bool write_block(file_t &file, std::span<const std::byte> block) {
-    fs_request_t *const request = file.write_request(block, file.offset(), {.caller_waits = true});
-    return request && file.complete(*request);
-}
-
 static bool copy_blocks(file_t &destination, file_t &source) {
     std::array<std::byte, 4096> storage;
     const uint64_t size = source.get_size();
@@ -22,7 +17,7 @@ static bool copy_blocks(file_t &destination, file_t &source) {
                       display_name_of(&source).c_str(), source.offset(), block.size());
             return false;
         }
-        if (!write_block(destination, block)) {
+        if (!destination.write_at(block, destination.offset())) {
             msg_error("[fs_copy] error writing block: %s @ %I64u (chunk size %Iu)",
                       display_name_of(&destination).c_str(), destination.offset(), block.size());
             return false;

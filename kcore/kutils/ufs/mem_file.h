@@ -2,13 +2,14 @@
 
 // A file in memory: writes at any position in any order, zeros where nothing was written.
 //
-// The bytes lie in pages of 1024; a write never moves bytes already written and gaps cost no memory. All
-// transfers are done when they return. A write that no page can be had for fails; a page directory that
-// cannot grow is fatal.
+// The bytes lie in pages of 1024; a write never moves bytes already written and gaps cost no memory. Requests
+// are done when they return. A write that no page can be had for throws std::bad_alloc and has written what
+// comes before that page; a page directory that cannot grow is fatal.
 
 #include "kcore/collections/object_pool.h"
 #include "kcore/ufs/file.h"
 
+#include <array>
 #include <memory>
 
 namespace kestrel {
@@ -17,23 +18,11 @@ class mem_file_t final : public file_t {
   public:
     static constexpr size_t page_size = 1024;
 
-    class page_t;
-    class zero_page_t;
-
-    mem_file_t();
-    ~mem_file_t() override;
+    mem_file_t() : file_t("<mem-file>") {}
 
     bool stat(fs_stat_t &out) const override;
     bool uses_read_cache() const override { return false; }
-    fs_request_t *read_request(std::span<std::byte> buffer, uint64_t position,
-                               const fs_request_options_t &options) override;
-    fs_request_t *write_request(std::span<const std::byte> bytes, uint64_t position,
-                                const fs_request_options_t &options) override;
-    bool request_finished(const fs_request_t &) const override { return true; }
-    bool complete(fs_request_t &) override { return true; }
-    void wait_and_release(fs_request_t &) override {}
-    bool set_size(uint64_t size) override;
-    bool get_system_path(mstring_t &path) const override;
+    bool get_system_path(mstring_t &path) const override { return path.assign(name()); }
     bool get_mount_path(mstring_t &path) const override;
     bool get_display_name(mstring_t &name) const override;
 
@@ -44,14 +33,24 @@ class mem_file_t final : public file_t {
     // Pages that hold written bytes.
     size_t page_count() const;
 
+  protected:
+    bool do_read(std::span<std::byte> buffer, uint64_t position) override;
+    bool do_write(std::span<const std::byte> bytes, uint64_t position) override;
+    fs_request_t do_read_request(std::span<std::byte> buffer, uint64_t position,
+                                 const fs_callback_t &callback) override;
+    fs_request_t do_write_request(std::span<const std::byte> bytes, uint64_t position,
+                                  const fs_callback_t &callback) override;
+    bool do_set_size(uint64_t size) override;
+
   private:
-    // The zero page where nothing was written.
-    const page_t &get_page(size_t index) const;
-    // Null when memory cannot be had. The bytes of a new page that is going to be overwritten whole are
-    // unset.
-    page_t *get_page_for_writing(size_t index, bool overwritten);
-    // False when memory for the entries cannot be had.
-    bool resize_directory(size_t count);
+    struct page_t {
+        page_t() {} // the bytes are unset
+
+        alignas(void *) std::array<std::byte, page_size> bytes;
+    };
+
+    page_t &get_page_for_writing(size_t index, bool overwritten);
+    void resize_directory(size_t count);
 
     bool read_only_ = false;
     bool fixed_size_ = false;

@@ -4,7 +4,7 @@
 #include "kcore/core/cdl.h"
 #include "kcore/core/core.h"
 #include "kcore/messages/messages.h"
-#include "kcore/ufs/fs_device_open.h"
+#include "kcore/ufs/file_system.h"
 
 using namespace kestrel;
 

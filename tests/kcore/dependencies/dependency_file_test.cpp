@@ -1,7 +1,7 @@
 #include "kcore/dependencies/dependency_file.h"
 
 #include "tests/support/captured_messages.h"
-#include "tests/support/fake_file_system.h"
+#include "tests/support/fake_platform.h"
 
 #include <gtest/gtest.h>
 
@@ -22,7 +22,7 @@ class dependency_file : public testing::Test {
   protected:
     dependency_file() {
         platform().add_directory("/w/p");
-        device_ = std::make_unique<rcfs_device_t>("/w", "p");
+        device_ = std::make_unique<rcfs_device_t>(*file_system(), "/w", "p");
     }
     fake_platform_t &platform() { return system_.platform(); }
     static dependency_record_t sample_record() {
@@ -70,13 +70,16 @@ TEST_F(dependency_file, that_cannot_be_written_leaves_nothing_behind) {
     const struct {
         const char *fault, *messages;
     } cases[] = {
-        {"open", "E: [fs] Failed to open file '/w/rsrc/p/@dep/a.kmg' in the create_truncate mode.\n"},
-        {"write", "E: [fs_copy] error writing block: <SYSFS>/w/rsrc/p/@dep/a.kmg @ 0 (chunk size 19)\n"
+        {"open", "E: [fs] /w/rsrc/p/@dep/a.kmg: no space left on device\n"
+                 "E: [fs] Failed to open file '/w/rsrc/p/@dep/a.kmg' in the create_truncate mode.\n"},
+        {"write", "E: [fs] <SYSFS>/w/rsrc/p/@dep/a.kmg: no space left on device\n"
+                  "E: [fs_copy] error writing block: <SYSFS>/w/rsrc/p/@dep/a.kmg @ 0 (chunk size 19)\n"
                   "E: [fs_copy] failed to copy files!\n"},
-        {"close", "E: [fs] closing reported an error, written data may be lost "
+        {"close", "E: [fs] <SYSFS>/w/rsrc/p/@dep/a.kmg: no space left on device\n"
+                  "E: [fs] closing reported an error, written data may be lost "
                   "(<SYSFS>/w/rsrc/p/@dep/a.kmg)\n"}};
     for (const auto &c : cases) {
-        platform().fail(c.fault);
+        platform().fail(c.fault, fs_reason_t::no_space);
         EXPECT_FALSE(write_dependency_file(*device_, sample_record(), "/a.kmg")) << c.fault;
         EXPECT_EQ(messages_.text(), c.messages);
         EXPECT_FALSE(platform().has_file(place));
@@ -126,7 +129,8 @@ TEST_F(dependency_file, that_is_missing_is_no_message_and_one_that_cannot_be_rea
     platform().add_file(place, "version:3\n/a\n");
     platform().fail("read");
     EXPECT_FALSE(read_dependency_file(*device_, record, "/a.kmg"));
-    EXPECT_EQ(messages_.text(), "E: [fs] cached read - buffer update failed (<SYSFS>/w/rsrc/p/@dep/a.kmg)\n"
+    EXPECT_EQ(messages_.text(), "E: [fs] <SYSFS>/w/rsrc/p/@dep/a.kmg: input or output error\n"
+                                "E: [fs] cached read - buffer update failed (<SYSFS>/w/rsrc/p/@dep/a.kmg)\n"
                                 "E: Error reading dependency file '/a.kmg'.\n");
 }
 

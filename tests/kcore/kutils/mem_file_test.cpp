@@ -1,9 +1,9 @@
 #include "kcore/kutils/ufs/mem_file.h"
 
 #include "kcore/kutils/ufs/fs_copy.h"
-#include "kcore/ufs/read_statistics.h"
+#include "kcore/ufs/io_pump.h"
 #include "tests/support/captured_messages.h"
-#include "tests/support/fake_file_system.h"
+#include "tests/support/fake_platform.h"
 
 #include <gtest/gtest.h>
 
@@ -93,18 +93,15 @@ TEST(mem_file, requests_are_done_when_they_return) {
     mem_file_t file;
     write_at(file, 0, "text");
     int calls = 0;
+    const fs_callback_t count{[](bool, void *counter) { ++*static_cast<int *>(counter); }, &calls};
     std::byte bytes[4];
-    fs_request_t *const request =
-        file.read_request(bytes, 0,
-                          {.callback = [](fs_request_t &, void *counter) { ++*static_cast<int *>(counter); },
-                           .context = &calls});
-    ASSERT_TRUE(request);
+    fs_request_t request = file.read_request(bytes, 0, count);
     EXPECT_EQ(calls, 1);
-    EXPECT_TRUE(file.request_finished(*request));
-    EXPECT_EQ(request->state, fs_request_state_t::done);
-    EXPECT_TRUE(file.complete(*request));
-    file.wait_and_release(*request);
-    EXPECT_EQ(file.read_request(bytes, 1, {}), nullptr);
+    EXPECT_TRUE(request.finished());
+    EXPECT_TRUE(request.wait());
+    EXPECT_FALSE(file.read_request(bytes, 1, {}));
+    EXPECT_TRUE(file.write_request(bytes, 4, count).wait());
+    EXPECT_EQ(text_of(file, 0, 8), "texttext");
 }
 
 TEST(mem_file, identity) {
@@ -196,7 +193,8 @@ TEST_F(fs_copy_of, nothing_is_reported_source_first) {
 TEST_F(fs_copy_of, a_write_that_fails_is_reported_and_leaves_the_offsets) {
     system_.platform().fail("write /target 4096+");
     EXPECT_FALSE(fs_copy(target_.get(), &source_));
-    EXPECT_EQ(messages_.text(), "E: [fs_copy] error writing block: <SYSFS>/target @ 4096 (chunk size 4096)\n"
+    EXPECT_EQ(messages_.text(), "E: [fs] <SYSFS>/target: input or output error\n"
+                                "E: [fs_copy] error writing block: <SYSFS>/target @ 4096 (chunk size 4096)\n"
                                 "E: [fs_copy] failed to copy files!\n");
     EXPECT_EQ(target_->offset(), 4096u);
     EXPECT_EQ(source_.offset(), 0u);
@@ -207,7 +205,8 @@ TEST_F(fs_copy_of, a_read_that_fails_is_reported) {
     mem_file_t copy;
     system_.platform().fail("read /target 8192+808");
     EXPECT_FALSE(fs_copy(&copy, target_.get()));
-    EXPECT_EQ(messages_.text(), "E: [fs_copy] error reading block: <SYSFS>/target @ 0 (chunk size 808)\n"
+    EXPECT_EQ(messages_.text(), "E: [fs] <SYSFS>/target: input or output error\n"
+                                "E: [fs_copy] error reading block: <SYSFS>/target @ 0 (chunk size 808)\n"
                                 "E: [fs_copy] failed to copy files!\n");
     EXPECT_EQ(copy.offset(), 8192u);
 }

@@ -1,8 +1,8 @@
 #include "kcore/ufs/sysfs_atomic_file.h"
 
-#include "kcore/ufs/fs_device_open.h"
+#include "kcore/ufs/file_system.h"
 #include "tests/support/captured_messages.h"
-#include "tests/support/fake_file_system.h"
+#include "tests/support/fake_platform.h"
 #include "tests/support/temporary_directory.h"
 
 #include <gtest/gtest.h>
@@ -102,16 +102,21 @@ TEST_F(atomic_file, reading_is_refused) {
 }
 
 TEST_F(atomic_file, a_commit_that_fails_keeps_the_old_target_and_removes_the_buffer) {
+    const std::string no_space = ": no space left on device\n";
     const struct {
-        const char *fault, *message;
-    } cases[] = {{"flush ", "E: [sysfs_atomic_file_t] Cannot write the buffer file to the disk.\n"},
-                 {"close",
-                  "E: [fs] closing reported an error, written data may be lost (<SYSFS>/w/target.atomic)\n"
-                  "E: [sysfs_atomic_file_t] Cannot write the buffer file to the disk.\n"},
-                 {"move", "E: [sysfs_atomic_file_t] Cannot rename buffer file.\n"}};
+        const char *fault;
+        std::string message;
+    } cases[] = {
+        {"flush ", "E: [fs] <SYSFS>/w/target.atomic" + no_space +
+                       "E: [sysfs_atomic_file_t] Cannot write the buffer file to the disk.\n"},
+        {"close",
+         "E: [fs] <SYSFS>/w/target.atomic" + no_space +
+             "E: [fs] closing reported an error, written data may be lost (<SYSFS>/w/target.atomic)\n"
+             "E: [sysfs_atomic_file_t] Cannot write the buffer file to the disk.\n"},
+        {"move", "E: [fs] /w/target" + no_space + "E: [sysfs_atomic_file_t] Cannot rename buffer file.\n"}};
     for (const auto &c : cases) {
         const auto file = open_and_write();
-        platform().fail(c.fault);
+        platform().fail(c.fault, fs_reason_t::no_space);
         EXPECT_FALSE(file->commit()) << c.fault;
         EXPECT_EQ(platform().content("/w/target"), "old");
         EXPECT_FALSE(platform().has_file("/w/target.atomic"));
@@ -121,13 +126,13 @@ TEST_F(atomic_file, a_commit_that_fails_keeps_the_old_target_and_removes_the_buf
     }
 }
 
-TEST_F(atomic_file, a_directory_that_cannot_be_flushed_fails_the_commit_after_the_rename) {
+TEST_F(atomic_file, a_directory_that_cannot_be_flushed_is_a_warning_since_the_target_is_replaced) {
     const auto file = open_and_write();
     platform().fail("flush_directory");
-    EXPECT_FALSE(file->commit());
+    EXPECT_TRUE(file->commit());
     EXPECT_EQ(platform().content("/w/target"), "new");
     EXPECT_EQ(messages_.text(),
-              "E: [sysfs_atomic_file_t] Cannot write the directory of the renamed file to the disk.\n");
+              "W: [sysfs_atomic_file_t] Cannot write the directory of the renamed file to the disk.\n");
 }
 
 TEST_F(atomic_file, the_directory_that_is_flushed_holds_the_target) {
@@ -149,13 +154,17 @@ TEST_F(atomic_file, a_stale_buffer_is_replaced) {
 }
 
 TEST_F(atomic_file, opening_fails_when_the_buffer_cannot_be_opened_or_named) {
-    platform().fail("open create_truncate /w/target.atomic");
+    platform().fail("open create /w/target.atomic", fs_reason_t::refused);
     EXPECT_EQ(device_->open("/target", fs_open_mode_t::atomic), nullptr);
-    EXPECT_EQ(messages_.text(), "");
+    EXPECT_EQ(messages_.text(), "E: [fs] /w/target.atomic: access denied\n");
+    messages_.clear();
     const std::string name = "/" + std::string(248, 'n');
     EXPECT_EQ(device_->open(name, fs_open_mode_t::atomic), nullptr);
     EXPECT_EQ(messages_.text(),
-              "E: [fs] path of a buffer file is longer than 255 bytes: '" + name + ".atomic'\n");
+              "E: [fs] path is longer than 255 bytes: '" + name + ".atomic' (below '/w')\n");
+    messages_.clear();
+    EXPECT_EQ(device_->open(std::string_view("/a\0b", 4), fs_open_mode_t::atomic), nullptr);
+    EXPECT_EQ(messages_.text(), "E: [fs] path holds a NUL byte after '/w/a'\n");
 }
 
 TEST_F(atomic_file, display_names_and_paths_by_path_kind) {

@@ -1,10 +1,12 @@
 #include "kcore/ufs/file.h"
 
+#include "kcore/kutils/ufs/fs_copy.h"
+#include "kcore/kutils/ufs/mem_file.h"
 #include "kcore/messages/console_message_handler.h"
-#include "kcore/ufs/read_statistics.h"
+#include "kcore/ufs/io_pump.h"
 #include "tests/support/captured_messages.h"
 #include "tests/support/child_run.h"
-#include "tests/support/fake_file_system.h"
+#include "tests/support/fake_platform.h"
 
 #include <gtest/gtest.h>
 
@@ -108,7 +110,8 @@ TEST_F(file, a_refill_that_fails_is_reported_and_leaves_no_stale_bytes) {
     opened->set_offset(8500);
     system_.platform().fail("read");
     EXPECT_EQ(read(*opened, 10), "failed");
-    EXPECT_EQ(messages_.text(), "E: [fs] cached read - buffer update failed (<SYSFS>/w/file)\n");
+    EXPECT_EQ(messages_.text(), "E: [fs] <SYSFS>/w/file: input or output error\n"
+                                "E: [fs] cached read - buffer update failed (<SYSFS>/w/file)\n");
     opened->set_offset(0);
     EXPECT_EQ(read(*opened, 10), "failed");
 }
@@ -140,18 +143,52 @@ TEST_F(file, writes_move_the_offset_and_drop_the_cache) {
     EXPECT_EQ(opened->get_size(), 2u);
 }
 
-TEST_F(file, short_and_interrupted_transfers_are_continued) {
+TEST_F(file, short_transfers_are_continued) {
     const std::string content = counted_text(10000);
     const auto opened = open(content);
     system_.platform().limit_transfers(3000);
-    system_.platform().interrupt_transfers(2);
     EXPECT_EQ(read(*opened, 10000), content);
-    EXPECT_EQ(calls(),
-              (calls_t{"read /w/file 0+10000", "read /w/file 0+10000", "read /w/file 0+10000",
-                       "read /w/file 3000+7000", "read /w/file 6000+4000", "read /w/file 9000+1000"}));
+    EXPECT_EQ(calls(), (calls_t{"read /w/file 0+10000", "read /w/file 3000+7000", "read /w/file 6000+4000",
+                                "read /w/file 9000+1000"}));
     const auto written = device_->open("/other", fs_open_mode_t::create);
     EXPECT_TRUE(written->write(bytes_of(content)));
     EXPECT_EQ(system_.platform().content("/w/other"), content);
+}
+
+TEST_F(file, the_cache_never_shows_what_was_there_before_a_change) {
+    open("0123456789");
+    const auto opened = device_->open("/file", fs_open_mode_t::create_or_read_write);
+    const auto reread = [&](size_t size) {
+        opened->set_offset(0);
+        return read(*opened, size);
+    };
+    EXPECT_EQ(reread(10), "0123456789");
+    EXPECT_TRUE(opened->set_size(4));
+    EXPECT_EQ(reread(10), "failed");
+    mem_file_t text;
+    text.write(bytes_of("abcd"));
+    EXPECT_EQ(reread(4), "0123");
+    EXPECT_TRUE(fs_copy(opened.get(), &text));
+    EXPECT_EQ(reread(4), "abcd");
+    EXPECT_TRUE(opened->write_request(bytes_of("xy"), 0, {}).wait());
+    EXPECT_EQ(reread(4), "xycd");
+}
+
+TEST_F(file, nothing_but_closing_again_works_after_closing) {
+    open("0123456789");
+    const auto opened = device_->open("/file", fs_open_mode_t::create_or_read_write);
+    EXPECT_TRUE(opened->close());
+    std::byte byte{};
+    EXPECT_EQ(read(*opened, 1), "failed");
+    EXPECT_FALSE(opened->read_at({&byte, 1}, 0));
+    EXPECT_FALSE(opened->write(bytes_of("x")));
+    EXPECT_FALSE(opened->set_size(0));
+    EXPECT_FALSE(opened->read_request({&byte, 1}, 0, {}));
+    EXPECT_FALSE(opened->write_request(bytes_of("x"), 0, {}));
+    fs_stat_t found;
+    EXPECT_FALSE(opened->stat(found));
+    EXPECT_TRUE(opened->close());
+    EXPECT_EQ(system_.platform().content("/w/file"), "0123456789");
 }
 
 TEST_F(file, direct_reads_are_counted) {
@@ -205,10 +242,11 @@ TEST_F(file, plain_files_cannot_be_committed_or_cancelled) {
 
 TEST_F(file, closing_reports_what_the_system_reports_once) {
     const auto opened = open("");
-    system_.platform().fail("close");
+    system_.platform().fail("close", fs_reason_t::no_space);
     EXPECT_FALSE(opened->close());
     EXPECT_TRUE(opened->close());
     EXPECT_EQ(messages_.text(),
+              "E: [fs] <SYSFS>/w/file: no space left on device\n"
               "E: [fs] closing reported an error, written data may be lost (<SYSFS>/w/file)\n");
     EXPECT_EQ(calls(), calls_t{"close /w/file"});
 }
@@ -224,7 +262,8 @@ TEST(file_size, that_the_system_does_not_tell_is_fatal) {
         (void)opened->get_size();
     });
     EXPECT_EQ(run.status, 128 + SIGABRT);
-    EXPECT_TRUE(run.errors.starts_with("*** ERROR *** : [fs] failed to stat opened file (<SYSFS>/a)!\r\n"
+    EXPECT_TRUE(run.errors.starts_with("*** ERROR *** : [fs] <SYSFS>/a: input or output error\r\n"
+                                       "*** ERROR *** : [fs] failed to stat opened file (<SYSFS>/a)!\r\n"
                                        "*** ERROR *** : kcore/ufs/fs_file("))
         << run.errors;
     EXPECT_TRUE(run.errors.ends_with("): kestrel::file_t::get_size: Failed to stat opened file!\r\n"))

@@ -1,5 +1,7 @@
 #include "kcore/ufs/io_pump.h"
 
+#include "kcore/ufs/sysfs_file.h"
+#include "tests/support/captured_messages.h"
 #include "tests/support/fake_platform.h"
 
 #include <gtest/gtest.h>
@@ -15,13 +17,12 @@ class io_pump : public testing::Test {
   protected:
     io_pump() {
         platform_.add_file("/file", "0123456789");
-        handle_ = platform_.open("/file", fs_open_mode_t::create_or_read_write);
+        platform_.open("/file", fs_open_mode_t::create_or_read_write, handle_);
         platform_.take_calls();
     }
-    fs_request_t *read(uint64_t position, size_t count, const fs_request_options_t &options = {}) {
-        return pump_.read(handle_, std::span(buffers_[next_++]).first(count), position, options);
+    fs_request_t read(uint64_t position, size_t count, const fs_callback_t &callback = {}) {
+        return pump_.read(handle_, std::span(buffers_[next_++]).first(count), position, callback);
     }
-    bool wait(fs_request_t *request) { return pump_.complete(*request); }
 
     fake_platform_t platform_;
     fs_handle_t handle_ = fs_handle_t::invalid;
@@ -30,24 +31,11 @@ class io_pump : public testing::Test {
     fs_io_pump_t pump_{platform_};
 };
 
-char text_at(const std::array<std::byte, 16> &buffer, size_t i) {
-    return static_cast<char>(buffer[i]);
+void count_call(bool success, void *counter) {
+    *static_cast<std::atomic<int> *>(counter) += success ? 1 : 100;
 }
 
 } // namespace
-
-TEST_F(io_pump, a_transfer_that_is_waited_for_is_done_at_once) {
-    fs_request_t *const request = read(2, 3, {.caller_waits = true});
-    ASSERT_TRUE(request);
-    EXPECT_TRUE(fs_io_pump_t::finished(*request));
-    EXPECT_EQ(request->state, fs_request_state_t::done);
-    EXPECT_EQ(text_at(buffers_[0], 0), '2');
-    EXPECT_TRUE(wait(request));
-    // The record is used again.
-    fs_request_t *const other = read(0, 1, {.caller_waits = true});
-    EXPECT_EQ(other, request);
-    EXPECT_TRUE(wait(other));
-}
 
 TEST_F(io_pump, a_transfer_succeeds_with_its_whole_byte_count_only) {
     const struct {
@@ -56,100 +44,70 @@ TEST_F(io_pump, a_transfer_succeeds_with_its_whole_byte_count_only) {
         bool success;
     } cases[] = {{0, 10, true}, {5, 5, true}, {5, 6, false}, {10, 1, false}, {99, 1, false}};
     for (const auto &c : cases)
-        for (const bool waits : {true, false})
-            EXPECT_EQ(wait(read(c.position, c.count, {.caller_waits = waits})), c.success) << c.position;
+        EXPECT_EQ(read(c.position, c.count).wait(), c.success) << c.position;
     platform_.fail("read /file 1+");
-    EXPECT_FALSE(wait(read(1, 1)));
-    EXPECT_TRUE(wait(read(2, 1)));
+    EXPECT_FALSE(read(1, 1).wait());
+    EXPECT_TRUE(read(2, 1).wait());
 }
 
-TEST_F(io_pump, states_go_from_queued_over_in_flight_to_done) {
+TEST_F(io_pump, eight_are_under_way_at_a_time_in_the_order_of_asking) {
     platform_.hold_transfers();
-    fs_request_t *requests[fs_io_pump_t::max_in_flight + 2];
-    for (size_t i = 0; i < std::size(requests); ++i)
-        ASSERT_TRUE(requests[i] = read(i, 1));
+    std::vector<fs_request_t> requests;
+    for (size_t i = 0; i < fs_io_pump_t::max_in_flight + 2; ++i)
+        requests.push_back(read(i, 1));
     platform_.wait_for_held_transfers(fs_io_pump_t::max_in_flight);
-    for (size_t i = 0; i < std::size(requests); ++i) {
-        EXPECT_FALSE(fs_io_pump_t::finished(*requests[i]));
-        EXPECT_EQ(requests[i]->state, i < fs_io_pump_t::max_in_flight ? fs_request_state_t::in_flight
-                                                                      : fs_request_state_t::queued);
-    }
+    for (const fs_request_t &request : requests)
+        EXPECT_FALSE(request.finished());
+    EXPECT_EQ(platform_.take_calls().size(), fs_io_pump_t::max_in_flight);
     platform_.let_transfers_go();
-    for (size_t i = 0; i < std::size(requests); ++i) {
-        EXPECT_TRUE(wait(requests[i]));
-        EXPECT_EQ(text_at(buffers_[i], 0), static_cast<char>('0' + i));
+    for (size_t i = 0; i < requests.size(); ++i) {
+        EXPECT_TRUE(requests[i].wait());
+        EXPECT_TRUE(requests[i].finished());
+        EXPECT_TRUE(requests[i].wait()) << "once more";
+        EXPECT_EQ(static_cast<char>(buffers_[i][0]), static_cast<char>('0' + i));
     }
     EXPECT_EQ(platform_.most_transfers_at_once(), fs_io_pump_t::max_in_flight);
 }
 
-TEST_F(io_pump, a_waiting_caller_does_not_overtake_what_is_queued) {
-    platform_.hold_transfers();
-    std::vector<fs_request_t *> requests;
-    for (size_t i = 0; i < fs_io_pump_t::max_in_flight + 1; ++i)
-        requests.push_back(read(0, 1));
-    platform_.wait_for_held_transfers(fs_io_pump_t::max_in_flight);
-    requests.push_back(read(7, 2, {.caller_waits = true}));
-    EXPECT_EQ(requests.back()->state, fs_request_state_t::queued);
-    platform_.let_transfers_go();
-    for (fs_request_t *request : requests)
-        EXPECT_TRUE(wait(request));
+TEST_F(io_pump, the_callback_comes_before_the_waiter) {
+    std::atomic<int> calls = 0;
+    EXPECT_TRUE(read(0, 1, {count_call, &calls}).wait());
+    EXPECT_EQ(calls, 1);
+    EXPECT_FALSE(read(99, 1, {count_call, &calls}).wait());
+    EXPECT_EQ(calls, 101);
 }
 
-TEST_F(io_pump, the_callback_comes_after_done_and_before_the_waiter) {
-    struct noted_t {
-        std::atomic<int> calls = 0;
-        fs_request_state_t state{};
-        bool success = false;
-        fs_request_t *request = nullptr;
-    };
-    for (const bool waits : {true, false}) {
-        noted_t noted;
-        fs_request_t *const request = read(0, 1,
-                                           {.caller_waits = waits,
-                                            .callback =
-                                                [](fs_request_t &done, void *context) {
-                                                    auto &note = *static_cast<noted_t *>(context);
-                                                    note.state = done.state;
-                                                    note.success = done.success;
-                                                    note.request = &done;
-                                                    ++note.calls;
-                                                },
-                                            .context = &noted});
-        EXPECT_TRUE(wait(request));
-        EXPECT_EQ(noted.calls, 1);
-        EXPECT_EQ(noted.state, fs_request_state_t::done);
-        EXPECT_TRUE(noted.success);
-        EXPECT_EQ(noted.request, request);
+TEST_F(io_pump, requests_are_moved_and_their_end_is_waited_for) {
+    EXPECT_FALSE(fs_request_t());
+    EXPECT_FALSE(fs_request_t().wait());
+    EXPECT_TRUE(fs_request_t(true).wait());
+    std::atomic<int> calls = 0;
+    {
+        fs_request_t first = read(0, 1, {count_call, &calls});
+        fs_request_t moved = std::move(first);
+        EXPECT_FALSE(first); // NOLINT: that is what is tested
+        EXPECT_TRUE(moved);
+        moved = read(1, 1, {count_call, &calls});
+        EXPECT_GE(calls, 1);
     }
-}
-
-TEST_F(io_pump, polling_sees_the_end_without_waiting) {
-    platform_.hold_transfers();
-    fs_request_t *const request = read(0, 1);
-    EXPECT_FALSE(fs_io_pump_t::finished(*request));
-    platform_.let_transfers_go();
-    while (!fs_io_pump_t::finished(*request))
-        std::this_thread::yield();
-    EXPECT_TRUE(wait(request));
+    EXPECT_EQ(calls, 2);
 }
 
 TEST_F(io_pump, stopping_ends_what_is_queued_without_success_and_what_flies_normally) {
     platform_.hold_transfers();
-    std::array<fs_request_t *, fs_io_pump_t::max_in_flight + 5> requests;
-    for (fs_request_t *&request : requests)
-        ASSERT_TRUE(request = read(1, 1));
+    std::vector<fs_request_t> requests;
+    for (size_t i = 0; i < fs_io_pump_t::max_in_flight + 5; ++i)
+        requests.push_back(read(1, 1));
     platform_.wait_for_held_transfers(fs_io_pump_t::max_in_flight);
     std::thread stopper([this] { pump_.stop(); });
     // The queued ones end while the others are still held.
     for (size_t i = fs_io_pump_t::max_in_flight; i < requests.size(); ++i)
-        EXPECT_FALSE(wait(requests[i]));
+        EXPECT_FALSE(requests[i].wait());
     platform_.let_transfers_go();
     stopper.join();
     for (size_t i = 0; i < fs_io_pump_t::max_in_flight; ++i)
-        EXPECT_TRUE(wait(requests[i]));
-    // Nothing moves any more.
-    EXPECT_FALSE(wait(read(0, 1)));
-    EXPECT_FALSE(wait(read(0, 1, {.caller_waits = true})));
+        EXPECT_TRUE(requests[i].wait());
+    EXPECT_FALSE(read(0, 1).wait());
     pump_.stop();
 }
 
@@ -159,18 +117,13 @@ TEST_F(io_pump, many_threads_share_it) {
     std::vector<std::thread> threads;
     std::atomic<int> callbacks = 0;
     for (int t = 0; t < thread_count; ++t)
-        threads.emplace_back([&, t] {
+        threads.emplace_back([&] {
             std::array<std::byte, 10> first, second;
             for (int i = 0; i < rounds; ++i) {
-                const bool waits = (i + t) % 3 == 0;
-                const auto count = [](fs_request_t &, void *counter) {
-                    ++*static_cast<std::atomic<int> *>(counter);
-                };
-                fs_request_t *const a = pump_.read(
-                    handle_, first, 0, {.caller_waits = waits, .callback = count, .context = &callbacks});
-                fs_request_t *const b = pump_.read(handle_, second, 0, {});
-                ASSERT_TRUE(pump_.complete(*b));
-                ASSERT_TRUE(pump_.complete(*a));
+                fs_request_t a = pump_.read(handle_, first, 0, {count_call, &callbacks});
+                fs_request_t b = pump_.read(handle_, second, 0, {});
+                ASSERT_TRUE(b.wait());
+                ASSERT_TRUE(a.wait());
                 ASSERT_EQ(static_cast<char>(first[9]), '9');
                 ASSERT_EQ(static_cast<char>(second[0]), '0');
             }
@@ -179,6 +132,44 @@ TEST_F(io_pump, many_threads_share_it) {
         thread.join();
     EXPECT_EQ(callbacks, thread_count * rounds);
     EXPECT_LE(platform_.most_transfers_at_once(), fs_io_pump_t::max_in_flight);
+}
+
+namespace {
+
+class file_requests : public testing::Test {
+  protected:
+    static std::span<const std::byte> text(std::string_view text) { return std::as_bytes(std::span(text)); }
+
+    captured_messages_t messages_;
+    fake_file_system_t system_;
+};
+
+} // namespace
+
+// A write that is still queued must not land in a file that gets the same handle.
+TEST_F(file_requests, closing_waits_for_them) {
+    system_.platform().hold_transfers();
+    auto file = system_.system_device().open("/a", fs_open_mode_t::create);
+    fs_request_t request = file->write_request(text("kept"), 0, {});
+    system_.platform().wait_for_held_transfers(1);
+    std::thread closer([&] { file.reset(); });
+    EXPECT_EQ(system_.platform().open_file_count(), 1u);
+    system_.platform().let_transfers_go();
+    closer.join();
+    EXPECT_TRUE(request.wait());
+    EXPECT_EQ(system_.platform().content("/a"), "kept");
+}
+
+TEST_F(file_requests, committing_waits_for_them) {
+    system_.platform().hold_transfers();
+    const auto file = system_.system_device().open("/a", fs_open_mode_t::atomic);
+    const fs_request_t request = file->write_request(text("kept"), 0, {});
+    system_.platform().wait_for_held_transfers(1);
+    std::thread committer([&] { EXPECT_TRUE(file->commit()); });
+    system_.platform().let_transfers_go();
+    committer.join();
+    EXPECT_EQ(system_.platform().content("/a"), "kept");
+    EXPECT_FALSE(file->write_request(text("late"), 0, {}));
 }
 
 } // namespace kestrel

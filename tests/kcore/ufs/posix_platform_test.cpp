@@ -1,207 +1,259 @@
-#include "kcore/ufs/platform/posix_platform.h"
+// The system's own layer, on a real disk, mostly through the system device.
 
 #include "kcore/messages/console_message_handler.h"
+#include "kcore/ufs/file_system.h"
+#include "kcore/ufs/sysfs_file.h"
 #include "tests/support/captured_messages.h"
 #include "tests/support/child_run.h"
 #include "tests/support/temporary_directory.h"
 
 #include <gtest/gtest.h>
 
+#include <csignal>
+#include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace kestrel {
 
 namespace {
 
-class posix_platform : public testing::Test {
+class real_files : public testing::Test {
   protected:
-    // Opens, closes and says whether it opened.
-    bool opens(const std::string &name, fs_open_mode_t mode) {
-        const fs_handle_t handle = platform_.open((directory_ / name).c_str(), mode);
-        return handle != fs_handle_t::invalid && platform_.close(handle);
+    ~real_files() override { file_system_stop(); }
+
+    std::unique_ptr<sysfs_file_t> open(const std::string &name, fs_open_mode_t mode) {
+        return device_.open_plain(directory_ / name, mode);
     }
+    void make_folder(const std::string &name) { ASSERT_EQ(mkdir((directory_ / name).c_str(), 0700), 0); }
     void write_whole(const std::string &name, fs_open_mode_t mode, std::string_view content) {
-        const fs_handle_t handle = platform_.open((directory_ / name).c_str(), mode);
-        ASSERT_NE(handle, fs_handle_t::invalid);
-        platform_.write(handle, std::as_bytes(std::span(content)), 0);
-        platform_.close(handle);
+        const auto file = device_.open(directory_ / name, mode);
+        ASSERT_TRUE(file && file->write(std::as_bytes(std::span(content))));
+        EXPECT_TRUE(mode == fs_open_mode_t::atomic ? file->commit() : file->close());
+    }
+    static std::string read(file_t &file, size_t size) {
+        std::string text(size, '?');
+        return file.read(std::as_writable_bytes(std::span(text))) ? text : "failed";
     }
 
+    captured_messages_t messages_;
     temporary_directory_t directory_;
-    posix_platform_t platform_;
+    sysfs_device_t &device_ = (file_system_start(), file_system()->system_device);
+    fs_platform_t &platform_ = *file_system()->platform;
 };
 
 } // namespace
 
-TEST_F(posix_platform, open_modes) {
+TEST_F(real_files, open_modes) {
     directory_.write("old", "content");
-    EXPECT_FALSE(opens("missing", fs_open_mode_t::read));
-    EXPECT_TRUE(opens("old", fs_open_mode_t::read));
-    EXPECT_FALSE(opens("old", fs_open_mode_t::create));
-    EXPECT_TRUE(opens("new", fs_open_mode_t::create));
-    EXPECT_TRUE(opens("old", fs_open_mode_t::create_or_read_write));
+    EXPECT_FALSE(open("missing", fs_open_mode_t::read));
+    EXPECT_TRUE(open("old", fs_open_mode_t::read));
+    EXPECT_FALSE(open("old", fs_open_mode_t::create));
+    EXPECT_TRUE(open("new", fs_open_mode_t::create));
+    EXPECT_TRUE(open("old", fs_open_mode_t::create_or_read_write));
     EXPECT_EQ(directory_.read("old"), "content");
-    EXPECT_TRUE(opens("newer", fs_open_mode_t::create_or_read_write));
-    EXPECT_TRUE(opens("old", fs_open_mode_t::create_truncate));
+    EXPECT_TRUE(open("newer", fs_open_mode_t::create_or_read_write));
+    EXPECT_TRUE(open("old", fs_open_mode_t::create_truncate));
     EXPECT_EQ(directory_.read("old"), "");
-    EXPECT_TRUE(opens("newest", fs_open_mode_t::create_truncate));
-    EXPECT_FALSE(opens("newest", fs_open_mode_t::atomic));
-    EXPECT_FALSE(opens("newest", static_cast<fs_open_mode_t>(5)));
-    EXPECT_FALSE(opens("none/new", fs_open_mode_t::create_truncate));
+    EXPECT_TRUE(open("newest", fs_open_mode_t::create_truncate));
+    EXPECT_EQ(messages_.text(), "");
+    EXPECT_FALSE(open("old/new", fs_open_mode_t::create_truncate));
+    fs_handle_t handle;
+    const std::string path = directory_ / "other";
+    EXPECT_EQ(platform_.open(path.c_str(), fs_open_mode_t::create_truncate, handle),
+              fs_reason_t::unsupported);
 }
 
-TEST_F(posix_platform, only_regular_files_are_opened_and_no_pipe_is_waited_for) {
+TEST_F(real_files, devices_pipes_and_what_a_link_leads_to_are_left_alone) {
     ASSERT_EQ(mkfifo((directory_ / "pipe").c_str(), 0600), 0);
-    ASSERT_EQ(mkdir((directory_ / "folder").c_str(), 0700), 0);
-    for (const auto mode : {fs_open_mode_t::read, fs_open_mode_t::create_or_read_write}) {
-        EXPECT_FALSE(opens("pipe", mode));
-        EXPECT_FALSE(opens("folder", mode));
-        EXPECT_EQ(platform_.open("/dev/null", mode), fs_handle_t::invalid);
+    make_folder("folder");
+    ASSERT_EQ(symlink("folder", (directory_ / "link").c_str()), 0);
+    ASSERT_EQ(symlink("nowhere", (directory_ / "dangling").c_str()), 0);
+    for (const std::string name : {"pipe", "folder", "link", "dangling"}) {
+        for (const auto mode : {fs_open_mode_t::read, fs_open_mode_t::create, fs_open_mode_t::create_truncate,
+                                fs_open_mode_t::atomic})
+            EXPECT_FALSE(device_.open(directory_ / name, mode)) << name;
+        EXPECT_FALSE(directory_.has(name + ".atomic"));
     }
-    EXPECT_FALSE(opens("folder", fs_open_mode_t::create_truncate));
+    for (const auto mode : {fs_open_mode_t::read, fs_open_mode_t::create_or_read_write,
+                            fs_open_mode_t::create_truncate, fs_open_mode_t::atomic})
+        EXPECT_FALSE(device_.open("/dev/null", mode));
     fs_stat_t found;
-    EXPECT_TRUE(platform_.stat_path((directory_ / "pipe").c_str(), found));
-    EXPECT_EQ(found.kind, fs_kind_t::neither);
+    for (const std::string name : {"pipe", "dangling"}) {
+        EXPECT_TRUE(device_.stat(directory_ / name, found));
+        EXPECT_EQ(found.kind, fs_kind_t::neither);
+    }
+    EXPECT_TRUE(device_.is_directory(directory_ / "link"));
+    EXPECT_TRUE(std::filesystem::is_symlink(directory_ / "link"));
 }
 
-TEST_F(posix_platform, a_link_is_replaced_and_not_written_through) {
+TEST_F(real_files, a_link_to_a_file_is_replaced_and_not_written_through) {
     directory_.write("precious", "content");
-    ASSERT_EQ(symlink("precious", (directory_ / "link").c_str()), 0);
-    write_whole("link", fs_open_mode_t::create_truncate, "new");
-    EXPECT_EQ(directory_.read("precious"), "content");
-    EXPECT_EQ(directory_.read("link"), "new");
-    EXPECT_FALSE(std::filesystem::is_symlink(directory_ / "link"));
+    for (const auto mode : {fs_open_mode_t::create_truncate, fs_open_mode_t::atomic}) {
+        std::filesystem::remove(directory_ / "link");
+        ASSERT_EQ(symlink("precious", (directory_ / "link").c_str()), 0);
+        write_whole("link", mode, "new");
+        EXPECT_EQ(directory_.read("precious"), "content");
+        EXPECT_EQ(directory_.read("link"), "new");
+        EXPECT_FALSE(std::filesystem::is_symlink(directory_ / "link"));
+    }
 }
 
-TEST_F(posix_platform, a_truncated_file_leaves_readers_of_the_old_one_alone) {
+TEST_F(real_files, a_truncated_file_leaves_readers_of_the_old_one_alone) {
     directory_.write("file", "old");
-    const fs_handle_t reader = platform_.open((directory_ / "file").c_str(), fs_open_mode_t::read);
+    const auto reader = open("file", fs_open_mode_t::read);
     write_whole("file", fs_open_mode_t::create_truncate, "new");
-    std::string text(3, '?');
-    EXPECT_EQ(platform_.read(reader, std::as_writable_bytes(std::span(text)), 0).count, 3u);
-    EXPECT_EQ(text, "old");
-    EXPECT_TRUE(platform_.close(reader));
-    EXPECT_FALSE(platform_.close(reader));
+    EXPECT_EQ(read(*reader, 3), "old");
+    EXPECT_TRUE(reader->close());
 }
 
-TEST_F(posix_platform, transfers_stat_and_size) {
+// As file servers hold them: the holder is told, and gives the file up after a while.
+TEST_F(real_files, a_file_under_a_lease_is_waited_for) {
+    directory_.write("file", "content");
+    int ready[2];
+    ASSERT_EQ(pipe(ready), 0);
+    const pid_t holder = fork();
+    if (holder == 0) {
+        sigset_t told;
+        sigemptyset(&told);
+        sigaddset(&told, SIGIO);
+        sigprocmask(SIG_BLOCK, &told, nullptr);
+        const int fd = ::open((directory_ / "file").c_str(), O_RDWR);
+        const char held = fcntl(fd, F_SETLEASE, F_WRLCK) == 0;
+        (void)!write(ready[1], &held, 1);
+        if (held) {
+            int signal;
+            sigwait(&told, &signal);
+            usleep(50000);
+            fcntl(fd, F_SETLEASE, F_UNLCK);
+        }
+        _exit(0);
+    }
+    char held = 0;
+    ASSERT_EQ(::read(ready[0], &held, 1), 1);
+    close(ready[0]);
+    close(ready[1]);
+    const auto file = open("file", fs_open_mode_t::read);
+    waitpid(holder, nullptr, 0);
+    if (!held)
+        GTEST_SKIP() << "no leases on this file system";
+    ASSERT_TRUE(file);
+    EXPECT_EQ(read(*file, 7), "content");
+}
+
+TEST_F(real_files, transfers_stat_and_size) {
     const std::string path = directory_ / "file";
-    const fs_handle_t handle = platform_.open(path.c_str(), fs_open_mode_t::create);
-    const std::string_view text = "0123456789";
-    EXPECT_EQ(platform_.write(handle, std::as_bytes(std::span(text)), 5).count, 10u);
-    std::string back(20, '?');
-    EXPECT_EQ(platform_.read(handle, std::as_writable_bytes(std::span(back)), 3).count, 12u);
-    EXPECT_EQ(back.substr(0, 12), std::string("\0\0", 2) + "0123456789");
-    EXPECT_EQ(platform_.read(handle, std::as_writable_bytes(std::span(back)), 15).count, 0u);
-    EXPECT_TRUE(platform_.set_end_of_file(handle, 7));
-    EXPECT_TRUE(platform_.flush_file(handle));
-    EXPECT_TRUE(platform_.flush_directory((directory_ / "").c_str()));
-    EXPECT_FALSE(platform_.flush_directory(path.c_str()));
+    const auto file = open("file", fs_open_mode_t::create);
+    EXPECT_TRUE(file->write_at(std::as_bytes(std::span("0123456789", 10)), 5));
+    EXPECT_EQ(read(*file, 15), std::string("\0\0\0\0\0", 5) + "0123456789");
+    EXPECT_EQ(read(*file, 1), "failed");
+    EXPECT_TRUE(file->set_size(7));
+    EXPECT_TRUE(file->flush());
+    EXPECT_EQ(platform_.flush_directory((directory_ / "").c_str()), fs_reason_t::none);
+    EXPECT_EQ(platform_.flush_directory(path.c_str()), fs_reason_t::not_found);
     fs_stat_t found;
-    EXPECT_TRUE(platform_.stat_file(handle, found));
+    EXPECT_TRUE(file->stat(found));
     EXPECT_EQ(found.kind, fs_kind_t::file);
     EXPECT_EQ(found.size, 7u);
     EXPECT_GT(found.modification_time, 1'600'000'000u);
-    platform_.close(handle);
-    EXPECT_FALSE(platform_.stat_file(handle, found));
-    EXPECT_EQ(platform_.read(handle, std::as_writable_bytes(std::span(back)), 0).outcome,
-              fs_transfer_result_t::outcome_t::failed);
-    EXPECT_TRUE(platform_.stat_path((directory_ / "").c_str(), found));
+    EXPECT_TRUE(device_.stat(directory_ / "", found));
     EXPECT_EQ(found.kind, fs_kind_t::directory);
-    EXPECT_FALSE(platform_.stat_path((directory_ / "missing").c_str(), found));
+    EXPECT_FALSE(device_.stat(directory_ / "missing", found));
 }
 
-TEST_F(posix_platform, backslashes_separate_directories) {
-    EXPECT_TRUE(platform_.create_directory((directory_ / "a").c_str()));
-    EXPECT_TRUE(platform_.create_directory((directory_ / "a\\b").c_str()));
-    EXPECT_TRUE(opens("a\\b\\c", fs_open_mode_t::create));
-    EXPECT_TRUE(directory_.has("a/b/c"));
+TEST_F(real_files, backslashes_separate_directories) {
+    make_folder("d");
+    write_whole("d\\file", fs_open_mode_t::create, "content");
+    EXPECT_EQ(directory_.read("d/file"), "content");
+    write_whole("e\\f\\file", fs_open_mode_t::create, "content");
+    EXPECT_EQ(directory_.read("e/f/file"), "content");
 }
 
-TEST_F(posix_platform, creating_a_directory) {
-    captured_messages_t messages;
+TEST_F(real_files, the_reason_of_a_failure_is_known) {
     directory_.write("file", "");
-    EXPECT_TRUE(platform_.create_directory("D:"));
-    EXPECT_TRUE(platform_.create_directory((directory_ / "d").c_str()));
-    EXPECT_TRUE(platform_.create_directory((directory_ / "d").c_str()));
-    EXPECT_FALSE(platform_.create_directory((directory_ / "file").c_str()));
-    EXPECT_FALSE(platform_.create_directory((directory_ / "none/d").c_str()));
-    EXPECT_EQ(messages.text(), "");
-}
-
-TEST_F(posix_platform, a_refused_directory_is_reported_unless_it_is_there) {
-    const std::string there = directory_ / "there", refused = directory_ / "there/refused";
-    platform_.create_directory(there.c_str());
-    chmod(there.c_str(), 0500);
+    make_folder("folder");
+    const std::string file = directory_ / "file", folder = directory_ / "folder",
+                      missing = directory_ / "missing";
+    EXPECT_EQ(platform_.delete_file(missing.c_str()), fs_reason_t::not_found);
+    EXPECT_EQ(platform_.delete_file((file + "/below").c_str()), fs_reason_t::not_found);
+    EXPECT_EQ(platform_.create_directory(folder.c_str()), fs_reason_t::exists);
+    EXPECT_EQ(platform_.create_directory((missing + "/d").c_str()), fs_reason_t::not_found);
+    EXPECT_EQ(platform_.move_file(file.c_str(), folder.c_str(), false), fs_reason_t::exists);
+    const child_run_t limited = run_in_child([&] {
+        signal(SIGXFSZ, SIG_IGN);
+        const rlimit none{0, 0};
+        setrlimit(RLIMIT_FSIZE, &none);
+        const auto full = device_.open(file, fs_open_mode_t::create_or_read_write);
+        std::byte byte{};
+        _exit(full->write({&byte, 1}) ? 1 : messages_.text().ends_with("no space left on device\n") ? 0 : 2);
+    });
+    EXPECT_EQ(limited.status, 0);
     chmod((directory_ / "").c_str(), 0555);
-    const child_run_t run = run_in_child([&] {
+    const child_run_t other_user = run_in_child([&] {
         constexpr uid_t nobody = 65534;
         if (geteuid() == 0 && setuid(nobody) != 0)
             _exit(1);
-        message_system_t::start();
-        const console_message_handler_t console(false);
-        if (!platform_.create_directory(there.c_str()) || platform_.create_directory(refused.c_str()))
-            _exit(2);
+        _exit(platform_.delete_file(file.c_str()) == fs_reason_t::refused &&
+                      platform_.create_directory(missing.c_str()) == fs_reason_t::refused
+                  ? 0
+                  : 2);
     });
     chmod((directory_ / "").c_str(), 0755);
-    EXPECT_EQ(run.status, 0);
-    EXPECT_EQ(run.errors, "*** ERROR *** : Create folder failed. Access denied. (" + refused + ")\r\n");
+    EXPECT_EQ(other_user.status, 0);
 }
 
-TEST_F(posix_platform, removing_copying_and_moving) {
+TEST_F(real_files, removing_copying_and_moving) {
     directory_.write("a", std::string(200000, 'a'));
     directory_.write("b", "b");
-    const std::string a = directory_ / "a", b = directory_ / "b", c = directory_ / "c";
-    EXPECT_FALSE(platform_.copy_file(a.c_str(), b.c_str(), false));
+    const std::string a = directory_ / "a", b = directory_ / "b", c = directory_ / "c", d = directory_ / "d";
+    EXPECT_FALSE(device_.copy_file(a, b, false));
     EXPECT_EQ(directory_.read("b"), "b");
-    EXPECT_TRUE(platform_.copy_file(a.c_str(), c.c_str(), false));
+    EXPECT_TRUE(device_.copy_file(a, c, false));
     EXPECT_EQ(directory_.read("c"), std::string(200000, 'a'));
-    EXPECT_TRUE(platform_.copy_file(b.c_str(), c.c_str(), true));
+    EXPECT_TRUE(device_.copy_file(b, c, true));
     EXPECT_EQ(directory_.read("c"), "b");
-    EXPECT_FALSE(platform_.copy_file((directory_ / "missing").c_str(), c.c_str(), true));
+    EXPECT_FALSE(device_.copy_file(directory_ / "missing", c, true));
     EXPECT_EQ(directory_.read("c"), "b");
+    EXPECT_FALSE(device_.copy_file(a, directory_ / "none/c", true));
 
-    EXPECT_FALSE(platform_.move_file(a.c_str(), b.c_str(), false));
-    EXPECT_TRUE(platform_.move_file(a.c_str(), b.c_str(), true));
+    EXPECT_FALSE(device_.move_file(a, b, false));
+    EXPECT_TRUE(device_.move_file(a, b, true));
     EXPECT_FALSE(directory_.has("a"));
-    EXPECT_TRUE(platform_.move_file(b.c_str(), a.c_str(), false));
+    EXPECT_TRUE(device_.move_file(b, a, false));
     EXPECT_EQ(directory_.read("a").size(), 200000u);
 
-    EXPECT_TRUE(platform_.create_directory((directory_ / "d").c_str()));
-    EXPECT_FALSE(platform_.delete_file((directory_ / "d").c_str()));
-    EXPECT_TRUE(platform_.delete_file(a.c_str()));
-    EXPECT_FALSE(platform_.delete_file(a.c_str()));
-    EXPECT_TRUE(platform_.remove_directory((directory_ / "d").c_str()));
-    EXPECT_FALSE(platform_.remove_directory((directory_ / "d").c_str()));
+    EXPECT_TRUE(device_.create_directories(d));
+    EXPECT_FALSE(device_.remove_file(d));
+    EXPECT_TRUE(device_.remove_file(a));
+    EXPECT_FALSE(device_.remove_file(a));
+    EXPECT_TRUE(device_.remove_directory(d));
+    EXPECT_FALSE(device_.remove_directory(d));
 }
 
-TEST_F(posix_platform, a_listing_is_in_byte_order_with_kinds) {
+TEST_F(real_files, a_listing_is_in_byte_order_with_kinds) {
     for (const char *name : {"b", "B", "a", "\xC3\xA9"})
         directory_.write(name, "");
-    platform_.create_directory((directory_ / "folder").c_str());
+    make_folder("folder");
     ASSERT_EQ(symlink("nowhere", (directory_ / "dangling").c_str()), 0);
-    const auto listing = platform_.list((directory_ / "").c_str());
+    const auto listing = device_.list(directory_ / "");
     ASSERT_TRUE(listing);
     std::string text;
     for (const fs_listing_entry_t &entry : *listing)
         text += std::string(entry.name.view()) + " " + std::to_string(static_cast<int>(entry.kind)) + "|";
     EXPECT_EQ(text, "B 1|a 1|b 1|dangling 0|folder 2|\xC3\xA9 1|");
-    EXPECT_FALSE(platform_.list((directory_ / "a").c_str()));
+    EXPECT_FALSE(device_.list(directory_ / "a"));
 }
 
-TEST_F(posix_platform, paths_of_256_bytes_are_refused_by_every_operation) {
+TEST_F(real_files, paths_of_256_bytes_name_nothing) {
     const std::string path(256, 'p');
     fs_stat_t found;
-    EXPECT_EQ(platform_.open(path.c_str(), fs_open_mode_t::create), fs_handle_t::invalid);
-    EXPECT_FALSE(platform_.stat_path(path.c_str(), found));
-    EXPECT_FALSE(platform_.delete_file(path.c_str()));
-    EXPECT_FALSE(platform_.create_directory(path.c_str()));
-    EXPECT_FALSE(platform_.remove_directory(path.c_str()));
-    EXPECT_FALSE(platform_.copy_file(path.c_str(), "x", true));
-    EXPECT_FALSE(platform_.move_file(path.c_str(), "x", true));
-    EXPECT_FALSE(platform_.flush_directory(path.c_str()));
-    EXPECT_FALSE(platform_.list(path.c_str()));
+    fs_handle_t handle;
+    EXPECT_EQ(platform_.open(path.c_str(), fs_open_mode_t::create, handle), fs_reason_t::not_found);
+    EXPECT_EQ(platform_.stat_path(path.c_str(), found), fs_reason_t::not_found);
+    EXPECT_EQ(platform_.create_directory(path.c_str()), fs_reason_t::not_found);
+    EXPECT_EQ(platform_.move_file(path.c_str(), "x", true), fs_reason_t::not_found);
 }
 
 } // namespace kestrel

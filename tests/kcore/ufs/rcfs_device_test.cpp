@@ -1,7 +1,8 @@
 #include "kcore/ufs/rcfs_device.h"
 
+#include "kcore/ufs/io_pump.h"
 #include "tests/support/captured_messages.h"
-#include "tests/support/fake_file_system.h"
+#include "tests/support/fake_platform.h"
 
 #include <gtest/gtest.h>
 
@@ -27,7 +28,7 @@ class rcfs_device : public testing::Test {
 } // namespace
 
 TEST_F(rcfs_device, construction_creates_the_output_directories_and_six_stores) {
-    rcfs_device_t device("/w", "project");
+    rcfs_device_t device(*file_system(), "/w", "project");
     EXPECT_EQ(device.name().view(), "project");
     EXPECT_EQ(device.kind(), fs_device_kind_t::rcfs);
     EXPECT_EQ(device.primary_store().name().view(), "/w/project");
@@ -46,14 +47,22 @@ TEST_F(rcfs_device, construction_creates_the_output_directories_and_six_stores) 
 
 TEST_F(rcfs_device, construction_does_not_fail_when_nothing_can_be_created) {
     platform().fail("mkdir");
-    rcfs_device_t device("/w", "project");
+    rcfs_device_t device(*file_system(), "/w", "project");
     EXPECT_FALSE(device.cache_store().available());
     EXPECT_EQ(device.cache_store().open("/a", fs_open_mode_t::create), nullptr);
 }
 
+TEST_F(rcfs_device, nothing_answers_for_a_loading_service) {
+    rcfs_device_t device(*file_system(), "/w", "project");
+    fs_request_t request = device.read_chunk("/a", {}, 0);
+    EXPECT_FALSE(request);
+    EXPECT_FALSE(device.chunk_finished(request));
+    EXPECT_FALSE(device.release_chunk(request));
+}
+
 TEST_F(rcfs_device, serves_the_cache_store) {
     platform().add_file("/w/project/only_source", "");
-    rcfs_device_t device("/w", "project");
+    rcfs_device_t device(*file_system(), "/w", "project");
     EXPECT_EQ(device.open("/only_source", fs_open_mode_t::read), nullptr);
     EXPECT_TRUE(device.open("/model/a.kmg", fs_open_mode_t::create_truncate));
     EXPECT_TRUE(platform().has_file("/w/rsrc/project/@cache/model/a.kmg"));
@@ -74,7 +83,7 @@ TEST_F(rcfs_device, serves_the_cache_store) {
 }
 
 TEST_F(rcfs_device, removing_takes_output_and_record_and_always_succeeds) {
-    rcfs_device_t device("/w", "project");
+    rcfs_device_t device(*file_system(), "/w", "project");
     platform().add_file("/w/rsrc/project/@cache/a.kmg", "");
     platform().add_file("/w/rsrc/project/@dep/a.kmg", "");
     EXPECT_TRUE(device.remove_file("/a.kmg"));

@@ -1,7 +1,7 @@
 #include "kcore/ufs/sysfs_device.h"
 
 #include "tests/support/captured_messages.h"
-#include "tests/support/fake_file_system.h"
+#include "tests/support/fake_platform.h"
 
 #include <gtest/gtest.h>
 
@@ -114,9 +114,81 @@ TEST(sysfs_device, opening_for_writing_creates_what_is_missing_above) {
     EXPECT_EQ(file->path_kind(), fs_path_kind_t::sysfs);
     EXPECT_EQ(file->offset(), 0u);
 
-    system.platform().fail("mkdir /w/d/e");
+    system.platform().fail("mkdir /w/d/e", fs_reason_t::no_space);
     EXPECT_EQ(device->open("/d/e/c.kmg", fs_open_mode_t::create), nullptr);
-    EXPECT_EQ(messages.text(), "");
+    EXPECT_EQ(messages.text(), "E: [fs] /w/d/e: no space left on device\n");
+}
+
+TEST(sysfs_device, a_mode_that_does_not_exist_makes_nothing) {
+    fake_file_system_t system;
+    system.platform().add_directory("/w");
+    const auto device = system.make_device("/w");
+    system.platform().take_calls();
+    EXPECT_EQ(device->open("/a/b", static_cast<fs_open_mode_t>(5)), nullptr);
+    EXPECT_EQ(system.platform().take_calls(), calls_t{});
+}
+
+TEST(sysfs_device, what_is_no_regular_file_is_never_replaced) {
+    captured_messages_t messages;
+    fake_file_system_t system;
+    system.platform().add_device("/w/null");
+    system.platform().add_directory("/w/folder");
+    const auto device = system.make_device("/w");
+    for (const char *path : {"/null", "/folder"})
+        for (const auto mode : {fs_open_mode_t::create_truncate, fs_open_mode_t::atomic}) {
+            EXPECT_EQ(device->open(path, mode), nullptr);
+            EXPECT_EQ(messages.text(),
+                      "E: [fs] /w" + std::string(path) + ": not a regular file, left alone\n");
+            messages.clear();
+        }
+    EXPECT_FALSE(device->remove_old("/null"));
+    for (const std::string &call : system.platform().take_calls())
+        EXPECT_FALSE(call.starts_with("delete ") || call.starts_with("open ")) << call;
+}
+
+TEST(sysfs_device, reasons_that_are_a_surprise_are_told_before_the_operation_fails) {
+    captured_messages_t messages;
+    fake_file_system_t system;
+    system.platform().add_file("/w/file", "");
+    const auto device = system.make_device("/w");
+    const std::pair<fs_reason_t, const char *> cases[] = {
+        {fs_reason_t::not_found, nullptr},
+        {fs_reason_t::exists, nullptr},
+        {fs_reason_t::refused, "access denied"},
+        {fs_reason_t::no_space, "no space left on device"},
+        {fs_reason_t::would_block, "in use by another process"},
+        {fs_reason_t::unsupported, "not a regular file, or not supported by its file system"},
+        {fs_reason_t::other, "input or output error"}};
+    for (const auto &[reason, text] : cases) {
+        system.platform().fail("open read", reason);
+        system.platform().fail("delete", reason);
+        EXPECT_EQ(device->open("/file", fs_open_mode_t::read), nullptr);
+        EXPECT_FALSE(device->remove_file("/file"));
+        const std::string line = text ? "E: [fs] /w/file: " + std::string(text) + "\n" : "";
+        EXPECT_EQ(messages.text(), line + line);
+        system.platform().fail_no_more();
+        messages.clear();
+    }
+}
+
+TEST(sysfs_device, nothing_is_changed_outside_of_its_tree) {
+    captured_messages_t messages;
+    fake_file_system_t system;
+    system.platform().add_file("/w/other/file", "kept");
+    system.platform().add_directory("/w/root");
+    const auto device = system.make_device("/w/root");
+    system.platform().take_calls();
+    for (const char *path : {"/../other/file", "../other/file", "/a/../../other/file", "/..\\other/file"}) {
+        EXPECT_EQ(device->open(path, fs_open_mode_t::create_truncate), nullptr) << path;
+        EXPECT_EQ(device->open(path, fs_open_mode_t::atomic), nullptr) << path;
+        EXPECT_FALSE(device->remove_file(path)) << path;
+        EXPECT_FALSE(device->remove_old(path)) << path;
+    }
+    EXPECT_EQ(system.platform().take_calls(), calls_t{});
+    EXPECT_EQ(messages.lines()[0], "E: [fs] /w/root/../other/file: leads out of its tree, left alone");
+    EXPECT_TRUE(device->open("/a/../b", fs_open_mode_t::create));
+    system.platform().add_file("/w/root/../other/file", ""); // as the fake platform sees it
+    EXPECT_TRUE(device->open("/../other/file", fs_open_mode_t::read));
 }
 
 TEST(sysfs_device, creating_directories_goes_from_the_top_and_only_the_last_counts) {
@@ -139,6 +211,22 @@ TEST(sysfs_device, creating_directories_goes_from_the_top_and_only_the_last_coun
     EXPECT_TRUE(device->create_directories("/p/q"));
     EXPECT_TRUE(device->create_directories("r/s"));
     EXPECT_TRUE(system.platform().has_directory("/w/r/s"));
+    // Either separator; the platform makes its own of it.
+    system.platform().take_calls();
+    EXPECT_TRUE(device->create_directories("x\\y"));
+    EXPECT_EQ(system.platform().take_calls(), (calls_t{"stat /w/x\\y", "mkdir /w/x", "mkdir /w/x\\y"}));
+}
+
+TEST(sysfs_device, a_folder_that_access_is_denied_to_is_reported_unless_it_is_there) {
+    captured_messages_t messages;
+    fake_file_system_t system;
+    system.platform().add_directory("/w/there");
+    const auto device = system.make_device("/w");
+    system.platform().fail("mkdir", fs_reason_t::refused);
+    EXPECT_TRUE(device->create_directories("/there"));
+    EXPECT_FALSE(device->create_directories("/denied"));
+    EXPECT_EQ(messages.text(), "E: Create folder failed. Access denied. (/w/denied)\n");
+    EXPECT_TRUE(device->create_directories("C:"));
 }
 
 TEST(sysfs_device, parents_of_a_path_at_the_top_need_no_creation) {

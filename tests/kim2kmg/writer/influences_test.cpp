@@ -11,8 +11,8 @@ namespace {
 
 // Bones of an item lead to the skeleton's bones of the same number.
 influence_quality_t quantise(const std::vector<skin_weight_t> &weights, influence_set_t &set) {
-    std::vector<uint64_t> same(255);
-    std::iota(same.begin(), same.end(), 0u);
+    std::vector<uint8_t> same(255);
+    std::iota(same.begin(), same.end(), uint8_t{0});
     array_dyn_t<influence_pair_t> scratch;
     return quantise_influences(weights, same, scratch, set);
 }

@@ -1,9 +1,8 @@
 #pragma once
 
-// The skin of a whole model: items of one value, the bones that pull it, and the (piece, vertex) pairs that
-// share it.
+// The two forms of a model's skin: one for the whole model, or one for each piece.
 //
-// The declared totals bound what the pools accept; the pools grow with what really comes.
+// Declared totals bound what is accepted; storage grows with what really comes.
 
 #include "tools/conv/intermediate/kix_stream.h"
 
@@ -28,6 +27,7 @@ struct kim_skinitem_t {
     uint32_t clones_added = 0;
 };
 
+// Items of one value, the bones that pull it, and the (piece, vertex) pairs that share it.
 class kim_skin_stream_t : public kix_stream_t {
   public:
     // Gives the result of allocating the stream; see kix_stream_t::allocate.
@@ -60,6 +60,29 @@ class kim_skin_stream_t : public kix_stream_t {
 struct kim_skin_t : kix_object_t {
     array_dyn_t<kim_skin_stream_t *> streams;
     uint32_t stream_count = 0;
+};
+
+struct kim_piece_skin_item_t {
+    float3_t position;
+    uint32_t item_index;
+    uint32_t first_weight; // position in the weights
+    uint32_t weight_count;
+    uint32_t first_vertex_index; // position in the vertex indices
+    uint32_t vertex_index_count;
+};
+
+using kim_piece_skin_weight_t = skin_weight_t;
+
+// Items of one position each, the bones that pull it, and the piece's vertices that share it.
+struct kim_piece_skin_t : kix_object_t {
+    static constexpr uint32_t no_piece = 0xFFFFFFFF;
+    static constexpr uint32_t no_item = 0xFFFFFFFF;
+
+    uint32_t piece_index = no_piece;
+    array_dyn_t<kim_piece_skin_item_t> items;
+    array_dyn_t<kim_piece_skin_weight_t> weights;
+    array_dyn_t<uint32_t> vertex_indices;
+    array_dyn_t<uint32_t> vertex_items; // for each vertex index the item that lists it, or no_item
 };
 
 } // namespace kestrel

@@ -1,13 +1,14 @@
 #pragma once
 
-// What the parser creates, and who owns it.
+// What the models of all text formats share: objects, who owns them, and the Header.
 //
 // Every object of one conversion belongs to the conversion's owner list; pointers between objects never own.
 // The list destroys its objects in the order in which they were created.
 
 #include "kcore/collections/array.h"
+#include "kcore/strings/string_local.h"
 
-#include <new>
+#include <memory>
 
 namespace kestrel {
 
@@ -24,23 +25,30 @@ class owner_list_t {
     owner_list_t() = default;
     owner_list_t(const owner_list_t &) = delete;
     owner_list_t &operator=(const owner_list_t &) = delete;
-    ~owner_list_t();
+    ~owner_list_t() {
+        for (kix_object_t *object : objects_)
+            delete object;
+    }
 
     size_t size() const { return objects_.size(); }
 
-    // The factory of every class: none when memory cannot be had.
+    // The factory of every class.
     template <class T>
     T *create() {
-        T *object = new (std::nothrow) T;
-        if (object && !objects_.push_back(object)) {
-            delete object;
-            return nullptr;
-        }
-        return object;
+        auto object = std::make_unique<T>();
+        objects_.push_back(object.get());
+        return object.release();
     }
 
   private:
     array_dyn_t<kix_object_t *> objects_;
+};
+
+struct kix_header_t : kix_object_t {
+    uint32_t format_version = 0;
+    name_t source;
+    name_t type;
+    name_t name;
 };
 
 } // namespace kestrel

@@ -56,14 +56,8 @@ bool kix_stream_t::extend(uint32_t more) {
 }
 
 void kix_stream_t::release() {
-    std::free(data_);
-    data_ = nullptr;
-    reserved_bytes_ = 0;
-    allocated_ = false;
-    format_ = stream_format_t::none;
-    item_size_ = 0;
-    count_ = 0;
-    capacity_ = 0;
+    kix_stream_t empty;
+    swap_storage(empty);
 }
 
 void kix_stream_t::swap_storage(kix_stream_t &other) noexcept {

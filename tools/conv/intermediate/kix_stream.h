@@ -6,7 +6,6 @@
 // accepted; storage grows with the items that really come, so that a declared count alone costs nothing.
 
 #include "kcore/strings/string_dyn.h"
-#include "kcore/strings/string_local.h"
 #include "tools/conv/intermediate/kix_object.h"
 
 #include <cstddef>

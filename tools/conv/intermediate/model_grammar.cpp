@@ -1,228 +1,183 @@
-#include "tools/conv/intermediate/model_grammar.h"
+// The grammar of text models (.kim).
+//
+//     Header, Global, then
+//     either Material+ Piece+ Part+ [tail]  or  Part+ tail
+//     tail: Locator+ [Bones skin]  or  Bones skin
+//     skin: Skin  or  PieceSkin+
+//
+// Objects are created and attached in the order of the text; the declared counts are compared with what was
+// read where a paragraph closes and, for the model's totals, at the end.
+
+#include "tools/conv/intermediate/parse_file.h"
+#include "tools/conv/intermediate/skin_grammar.h"
 
 namespace kestrel {
 
-static constexpr uint32_t model_format_version = 5;
+namespace {
+
+constexpr uint32_t model_format_version = 5;
+
+class model_grammar_t : private skin_grammar_t {
+  public:
+    model_grammar_t(scanner_t &scanner, owner_list_t &owners, kim_t &model)
+        : skin_grammar_t(scanner, owners, model) {}
+
+    bool parse();
+
+  private:
+    bool global();
+    bool body();
+    bool material();
+    bool piece();
+    bool stream(kix_piece_t &piece);
+    bool aliases(kix_stream_t &stream);
+    bool triangles(kix_piece_t &piece);
+    bool part();
+    bool positions(token_kind_t keyword, array_t<uint32_t> &list);
+    bool locator();
+    bool bones();
+    bool bones_and_skin();
+    bool final_checks();
+};
 
 bool model_grammar_t::parse() {
-    if (!header(model_.header))
-        return false;
-    if (model_.header->format_version != model_format_version)
-        return fail("unsupported FormatVersion");
     // What follows the last paragraph is looked at only when it may be another one, so a Skin paragraph's own
     // end is where the totals of its model are checked.
-    return global() && body() && final_checks() && expect(token_kind_t::end_of_input);
+    return header(model_.header) &&
+           check(model_.header->format_version == model_format_version, "unsupported FormatVersion") &&
+           global() && body() && final_checks() && expect(token_kind_t::end_of_input);
 }
 
 bool model_grammar_t::global() {
-    kim_global_t fields;
-    if (!open("GLOBAL"_kw) || !integer_field("VERTEXCOUNT"_kw, fields.vertex_count) ||
-        !integer_field("TRIANGLECOUNT"_kw, fields.triangle_count) ||
-        !integer_field("MATERIALCOUNT"_kw, fields.material_count) ||
-        !integer_field("PIECECOUNT"_kw, fields.piece_count) ||
-        !integer_field("PARTCOUNT"_kw, fields.part_count) ||
-        !integer_field("BONECOUNT"_kw, fields.bone_count) ||
-        !integer_field("LOCATORCOUNT"_kw, fields.locator_count) ||
-        !text_field("SKELETON"_kw, fields.skeleton))
-        return false;
-    if (next_is("PIECESKINCOUNT"_kw) && !integer_field("PIECESKINCOUNT"_kw, fields.piece_skin_count))
-        return false;
-    if (!close() || !create(model_.global))
-        return false;
-    kim_global_t &global = *model_.global;
-    global.vertex_count = fields.vertex_count;
-    global.triangle_count = fields.triangle_count;
-    global.material_count = fields.material_count;
-    global.piece_count = fields.piece_count;
-    global.part_count = fields.part_count;
-    global.bone_count = fields.bone_count;
-    global.locator_count = fields.locator_count;
-    global.skeleton = fields.skeleton;
-    global.piece_skin_count = fields.piece_skin_count;
-    return true;
+    kim_global_t &global = *(model_.global = create<kim_global_t>());
+    return open("GLOBAL"_kw) && integer_field("VERTEXCOUNT"_kw, global.vertex_count) &&
+           integer_field("TRIANGLECOUNT"_kw, global.triangle_count) &&
+           integer_field("MATERIALCOUNT"_kw, global.material_count) &&
+           integer_field("PIECECOUNT"_kw, global.piece_count) &&
+           integer_field("PARTCOUNT"_kw, global.part_count) &&
+           integer_field("BONECOUNT"_kw, global.bone_count) &&
+           integer_field("LOCATORCOUNT"_kw, global.locator_count) &&
+           text_field("SKELETON"_kw, global.skeleton) &&
+           (!next_is("PIECESKINCOUNT"_kw) || integer_field("PIECESKINCOUNT"_kw, global.piece_skin_count)) &&
+           close();
 }
 
 bool model_grammar_t::body() {
     const bool has_pieces = next_is("MATERIAL"_kw);
-    if (has_pieces) {
-        do {
-            if (!material())
-                return false;
-        } while (next_is("MATERIAL"_kw));
-        do {
-            if (!piece())
-                return false;
-        } while (next_is("PIECE"_kw));
-    }
-    do {
-        if (!part())
-            return false;
-    } while (next_is("PART"_kw));
+    if (has_pieces && (!one_or_more("MATERIAL"_kw, [&] { return material(); }) ||
+                       !one_or_more("PIECE"_kw, [&] { return piece(); })))
+        return false;
+    if (!one_or_more("PART"_kw, [&] { return part(); }))
+        return false;
     const bool has_locators = next_is("LOCATOR"_kw);
-    while (next_is("LOCATOR"_kw))
-        if (!locator())
-            return false;
+    if (has_locators && !one_or_more("LOCATOR"_kw, [&] { return locator(); }))
+        return false;
     if (next_is("BONES"_kw))
         return bones_and_skin();
     return has_pieces || has_locators || syntax_error();
 }
 
 bool model_grammar_t::material() {
+    auto *const material = create<kix_material_t>();
     uint32_t unused = 0;
-    name_t alias;
-    name_t effect;
-    if (!open("MATERIAL"_kw))
+    if (!open("MATERIAL"_kw) || (next_is("INDEX"_kw) && !integer_field("INDEX"_kw, unused)) ||
+        !text_field("ALIAS"_kw, material->alias) || !text_field("EFFECT"_kw, material->effect) || !close())
         return false;
-    if (next_is("INDEX"_kw) && !integer_field("INDEX"_kw, unused))
-        return false;
-    if (!text_field("ALIAS"_kw, alias) || !text_field("EFFECT"_kw, effect) || !close())
-        return false;
-    kix_material_t *material;
-    if (!create(material))
-        return false;
-    material->alias = alias;
-    material->effect = effect;
-    return model_.materials.push_back(material) || no_memory();
+    model_.materials.push_back(material);
+    return true;
 }
 
 bool model_grammar_t::piece() {
-    uint32_t index = 0, material = 0, vertex_count = 0, triangle_count = 0, stream_count = 0;
-    if (!open("PIECE"_kw) || !integer_field("INDEX"_kw, index) || !integer_field("MATERIAL"_kw, material) ||
-        !integer_field("VERTEXCOUNT"_kw, vertex_count) ||
-        !integer_field("TRIANGLECOUNT"_kw, triangle_count) || !integer_field("STREAMCOUNT"_kw, stream_count))
+    auto *const piece = create<kix_piece_t>();
+    if (!open("PIECE"_kw) || !integer_field("INDEX"_kw, piece->index) ||
+        !integer_field("MATERIAL"_kw, piece->material) ||
+        !integer_field("VERTEXCOUNT"_kw, piece->vertex_count) ||
+        !integer_field("TRIANGLECOUNT"_kw, piece->triangle_count) ||
+        !integer_field("STREAMCOUNT"_kw, piece->stream_count) ||
+        !one_or_more("STREAM"_kw, [&] { return stream(*piece); }) || !triangles(*piece) || !close() ||
+        !check(piece->streams.size() == piece->stream_count, "incorrect number of Piece streams"))
         return false;
-    kix_piece_t *piece;
-    if (!create(piece))
-        return false;
-    piece->index = index;
-    piece->material = material;
-    piece->vertex_count = vertex_count;
-    piece->triangle_count = triangle_count;
-    piece->stream_count = stream_count;
-    do {
-        if (!stream(*piece))
-            return false;
-    } while (next_is("STREAM"_kw));
-    if (!triangles(*piece) || !close())
-        return false;
-    if (piece->streams.size() != piece->stream_count)
-        return fail("incorrect number of Piece streams");
-    return model_.pieces.push_back(piece) || no_memory();
+    model_.pieces.push_back(piece);
+    return true;
 }
 
 bool model_grammar_t::stream(kix_piece_t &piece) {
+    auto *const stream = create<kix_stream_t>();
     stream_format_t stream_format = stream_format_t::none;
-    name_t tag;
-    if (!open("STREAM"_kw) || !format(stream_format) || !text_field("TAG"_kw, tag))
+    if (!open("STREAM"_kw) || !format(stream_format) || !text_field("TAG"_kw, stream->tag))
         return false;
-    kix_stream_t *stream;
-    if (!create(stream))
-        return false;
-    stream->tag = tag;
     stream->allocate(stream_format, piece.vertex_count, scanner_.bytes_left());
-    if (next_is("ALIASCOUNT"_kw) && !aliases(*stream))
+    if ((next_is("ALIASCOUNT"_kw) && !aliases(*stream)) || !items(*stream) || !close() ||
+        !check(stream->count() == piece.vertex_count, "mismatching Stream item count and VertexCount"))
         return false;
-    if (!items(*stream, tuple_t::any) || !close())
-        return false;
-    if (stream->count() != piece.vertex_count)
-        return fail("mismatching Stream item count and VertexCount");
-    return piece.streams.push_back(stream) || no_memory();
+    piece.streams.push_back(stream);
+    return true;
 }
 
 bool model_grammar_t::aliases(kix_stream_t &stream) {
     if (!integer_field("ALIASCOUNT"_kw, stream.alias_count) || !label("ALIASES"_kw))
         return false;
-    while (next_is(token_kind_t::string)) {
-        take();
-        if (!stream.aliases.emplace_back(scanner_.string()))
-            return no_memory();
-    }
-    return stream.aliases.size() == stream.alias_count || fail("incorrect number of Stream aliases");
+    for (; next_is(token_kind_t::string); take())
+        stream.aliases.emplace_back(scanner_.string());
+    return check(stream.aliases.size() == stream.alias_count, "incorrect number of Stream aliases");
 }
 
 bool model_grammar_t::triangles(kix_piece_t &piece) {
     if (!open("TRIANGLES"_kw))
         return false;
-    kix_stream_t *triangles;
-    if (!create(triangles))
-        return false;
+    auto *const triangles = create<kix_stream_t>();
     triangles->allocate(stream_format_t::int3, piece.triangle_count, scanner_.bytes_left());
-    if (!items(*triangles, tuple_t::integers + 3) || !close())
-        return false;
-    if (triangles->count() != piece.triangle_count)
-        return fail("invalid number of Triangles elements");
     piece.triangles = triangles;
-    return true;
+    return items(*triangles, token_kind_t::integer, 3) && close() &&
+           check(triangles->count() == piece.triangle_count, "invalid number of Triangles elements");
 }
 
 bool model_grammar_t::part() {
-    name_t name;
-    uint32_t piece_count = 0, locator_count = 0;
-    if (!open("PART"_kw) || !text_field("NAME"_kw, name) || !integer_field("PIECECOUNT"_kw, piece_count) ||
-        !integer_field("LOCATORCOUNT"_kw, locator_count))
+    auto *const part = create<kix_part_t>();
+    if (!open("PART"_kw) || !text_field("NAME"_kw, part->name) ||
+        !integer_field("PIECECOUNT"_kw, part->piece_count) ||
+        !integer_field("LOCATORCOUNT"_kw, part->locator_count) || !positions("PIECES"_kw, part->pieces) ||
+        !positions("LOCATORS"_kw, part->locators) || !close())
         return false;
-    kix_part_t *part;
-    if (!create(part))
-        return false;
-    part->name = name;
-    part->piece_count = piece_count;
-    part->locator_count = locator_count;
-    if (!positions("PIECES"_kw, part->pieces) || !positions("LOCATORS"_kw, part->locators) || !close())
-        return false;
-    return model_.parts.push_back(part) || no_memory();
+    model_.parts.push_back(part);
+    return true;
 }
 
 bool model_grammar_t::positions(token_kind_t keyword, array_t<uint32_t> &list) {
     if (!label(keyword))
         return false;
-    while (next_is(token_kind_t::integer)) {
-        take();
-        if (!list.push_back(scanner_.integer()))
-            return no_memory();
-    }
+    for (; next_is(token_kind_t::integer); take())
+        list.push_back(scanner_.integer());
     return true;
 }
 
 bool model_grammar_t::locator() {
-    name_t name, hookup;
-    uint32_t index = 0;
-    float position[3], rotation[4], scale[3];
-    if (!open("LOCATOR"_kw) || !text_field("NAME"_kw, name))
+    auto *const locator = create<kim_locator_t>();
+    float position[3], scale[3];
+    if (!open("LOCATOR"_kw) || !text_field("NAME"_kw, locator->name) ||
+        (next_is("HOOKUP"_kw) && !text_field("HOOKUP"_kw, locator->hookup)) ||
+        !integer_field("INDEX"_kw, locator->index) || !label("POSITION"_kw) || !reals(position) ||
+        !label("ROTATION"_kw) || !reals(locator->rotation) || !label("SCALE"_kw) || !reals(scale) || !close())
         return false;
-    if (next_is("HOOKUP"_kw) && !text_field("HOOKUP"_kw, hookup))
-        return false;
-    if (!integer_field("INDEX"_kw, index) || !label("POSITION"_kw) || !reals(position) ||
-        !label("ROTATION"_kw) || !reals(rotation) || !label("SCALE"_kw) || !reals(scale) || !close())
-        return false;
-    kim_locator_t *locator;
-    if (!create(locator))
-        return false;
-    locator->name = name;
-    locator->hookup = hookup;
-    locator->index = index;
     locator->position = {position[0], position[1], position[2]};
-    std::copy(std::begin(rotation), std::end(rotation), locator->rotation);
     locator->scale = {scale[0], scale[1], scale[2]};
-    return model_.locators.push_back(locator) || no_memory();
+    model_.locators.push_back(locator);
+    return true;
 }
 
 bool model_grammar_t::bones() {
     if (!open("BONES"_kw))
         return false;
-    kix_stream_t *names;
-    if (!create(names))
-        return false;
+    auto *const names = create<kix_stream_t>();
     const uint32_t bone_count = model_.global->bone_count;
     names->allocate(stream_format_t::string, bone_count, scanner_.bytes_left());
     if (!next_is(token_kind_t::integer))
         return syntax_error();
-    if (!items(*names, tuple_t::strings + 1) || !close())
+    if (!items(*names, token_kind_t::string, 1) || !close() ||
+        !check(names->count() == bone_count, "invalid number of Bones elements"))
         return false;
-    if (names->count() != bone_count)
-        return fail("invalid number of Bones elements");
     for (uint32_t i = 0; i < bone_count; ++i)
-        if (!model_.bone_names.emplace_back(reinterpret_cast<const char *>(names->item(i).data())))
-            return no_memory();
+        model_.bone_names.emplace_back(reinterpret_cast<const char *>(names->item(i).data()));
     names->release();
     return true;
 }
@@ -230,28 +185,12 @@ bool model_grammar_t::bones() {
 bool model_grammar_t::bones_and_skin() {
     if (!bones())
         return false;
-    if (next_is("SKIN"_kw))
-        return skin();
-    do {
-        if (!piece_skin())
-            return false;
-    } while (next_is("PIECESKIN"_kw));
-    return true;
+    return next_is("SKIN"_kw) ? skin() : one_or_more("PIECESKIN"_kw, [&] { return piece_skin(); });
 }
 
 bool model_grammar_t::final_checks() {
     const kim_global_t &global = *model_.global;
-    if (global.piece_count != model_.pieces.size())
-        return fail("mismatching Piece count");
-    if (global.part_count != model_.parts.size())
-        return fail("mismatching Part count");
-    if (global.locator_count != model_.locators.size())
-        return fail("mismatching Locator count");
-    if (global.piece_skin_count != model_.piece_skins.size())
-        return fail("mismatching Piece Skin count");
-    if (!model_.piece_skins.empty() && model_.pieces.size() != model_.piece_skins.size())
-        return fail(
-            "if defined PieceSkin, the paragraph count of PieceSkins and Pieces are expected to be the same");
+    const size_t piece_skins = model_.piece_skins.size();
     // Sums of 32-bit counts, compared as what they are rather than modulo 2^32.
     uint64_t vertices = 0;
     uint64_t triangles = 0;
@@ -259,11 +198,23 @@ bool model_grammar_t::final_checks() {
         vertices += piece->vertex_count;
         triangles += piece->triangle_count;
     }
-    if (vertices != global.vertex_count)
-        return fail("mismatching VertexCount count");
-    if (triangles != global.triangle_count)
-        return fail("mismatching TriangleCount count");
-    return true;
+    return check(global.piece_count == model_.pieces.size(), "mismatching Piece count") &&
+           check(global.part_count == model_.parts.size(), "mismatching Part count") &&
+           check(global.locator_count == model_.locators.size(), "mismatching Locator count") &&
+           check(global.piece_skin_count == piece_skins, "mismatching Piece Skin count") &&
+           check(piece_skins == 0 || piece_skins == model_.pieces.size(),
+                 "if defined PieceSkin, the paragraph count of PieceSkins and Pieces are expected to be the "
+                 "same") &&
+           check(global.vertex_count == vertices, "mismatching VertexCount count") &&
+           check(global.triangle_count == triangles, "mismatching TriangleCount count");
+}
+
+} // namespace
+
+kim_t *parse_model_text(std::string_view text, const char *file_name, owner_list_t &owners) {
+    kim_t *const model = owners.create<kim_t>();
+    scanner_t scanner(text, file_name);
+    return model_grammar_t(scanner, owners, *model).parse() ? model : nullptr;
 }
 
 } // namespace kestrel

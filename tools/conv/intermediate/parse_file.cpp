@@ -1,29 +1,24 @@
 #include "tools/conv/intermediate/parse_file.h"
 
 #include "kcore/messages/messages.h"
-#include "tools/conv/intermediate/file_text.h"
-#include "tools/conv/intermediate/model_grammar.h"
-#include "tools/conv/intermediate/skeleton_grammar.h"
+#include "tools/conv/intermediate/scanner.h"
+
+#include <cstring>
+#include <limits>
 
 namespace kestrel {
 
-template <class grammar_t, class root_t>
-static root_t *parse_text(std::string_view text, const char *file_name, owner_list_t &owners) {
-    root_t *root = owners.create<root_t>();
-    if (!root) {
-        msg_error("%s:%d: %s [ token '%s' ]", file_name, 1, "memory exhausted", "");
-        return nullptr;
+bool file_text_t::read(file_t &file) {
+    const uint64_t size = file.get_size();
+    const bool countable = size < std::numeric_limits<size_t>::max() - scanner_t::text_padding;
+    bytes_.reset(countable ? static_cast<char *>(std::malloc(size + scanner_t::text_padding)) : nullptr);
+    if (!bytes_ || !file.read(std::as_writable_bytes(std::span(bytes_.get(), size)))) {
+        msg_error("error reading from file %s", display_name_of(&file).c_str());
+        return false;
     }
-    scanner_t scanner(text, file_name);
-    return grammar_t(scanner, owners, *root).parse() ? root : nullptr;
-}
-
-kim_t *parse_model_text(std::string_view text, const char *file_name, owner_list_t &owners) {
-    return parse_text<model_grammar_t, kim_t>(text, file_name, owners);
-}
-
-kis_t *parse_skeleton_text(std::string_view text, const char *file_name, owner_list_t &owners) {
-    return parse_text<skeleton_grammar_t, kis_t>(text, file_name, owners);
+    std::memset(bytes_.get() + size, 0, scanner_t::text_padding);
+    length_ = size;
+    return true;
 }
 
 kim_t *parse_model_file(file_t &file, owner_list_t &owners) {

@@ -1,6 +1,6 @@
 #pragma once
 
-// The scanner of the intermediate text formats: bytes to tokens, longest match first.
+// The scanner of the text formats: bytes to tokens, longest match first.
 //
 // Contract: the text is held whole by the caller, outlives the scanner and is followed by `text_padding` zero
 // bytes. Blanks and comments are skipped. Lexical errors are reported with file and line; what begins no
@@ -11,6 +11,18 @@
 #include <string_view>
 
 namespace kestrel {
+
+inline bool is_blank(char c) {
+    constexpr uint64_t blanks =
+        uint64_t{1} << ' ' | uint64_t{1} << '\t' | uint64_t{1} << '\r' | uint64_t{1} << '\n';
+    return static_cast<uint8_t>(c) <= ' ' && (blanks >> static_cast<uint8_t>(c) & 1);
+}
+
+inline const char *skip_blanks(const char *text) {
+    while (is_blank(*text))
+        ++text;
+    return text;
+}
 
 class scanner_t {
   public:
@@ -38,19 +50,18 @@ class scanner_t {
     // The line of the byte after the last token; line feeds inside strings do not count.
     int32_t line();
 
-    // For reading runs of items past the automaton: the next byte to scan, and setting it to a later one
+    // For reading runs of items past the scanner: the next byte to scan, and setting it to a later one
     // between two tokens.
     const char *position() const { return position_; }
     void advance_to(const char *position) { position_ = position; }
     size_t bytes_left() const { return static_cast<size_t>(end_ - position_); }
 
   private:
-    bool plain_token(token_kind_t &kind);
-    token_kind_t end_of_input();
-    token_kind_t end_at_error();
+    void take(size_t length);
+    token_kind_t number();
     token_kind_t quoted_string();
     token_kind_t long_string();
-    token_kind_t bit_pattern(bool memory_order);
+    token_kind_t end_at_error();
     void skip_comment();
     void report_unknown_token();
 

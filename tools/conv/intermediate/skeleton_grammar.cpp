@@ -1,62 +1,69 @@
-#include "tools/conv/intermediate/skeleton_grammar.h"
+// The grammar of text skeletons (.kis): Header, Global with the bone count, and Bones. Parents are names and
+// are not resolved here.
 
 #include "kcore/messages/messages.h"
+#include "tools/conv/intermediate/parse_file.h"
+#include "tools/conv/intermediate/parser.h"
 
 namespace kestrel {
 
-static constexpr uint32_t skeleton_format_version = 1;
+namespace {
 
-bool skeleton_grammar_t::parse() {
-    if (!header(skeleton_.header))
-        return false;
-    if (skeleton_.header->format_version != skeleton_format_version)
-        fail("unsupported FormatVersion"); // reported only: the rest may well be readable
-    return global() && bones() && expect(token_kind_t::end_of_input);
-}
+constexpr uint32_t skeleton_format_version = 1;
 
-bool skeleton_grammar_t::global() {
-    uint32_t bone_count = 0;
-    if (!open("GLOBAL"_kw) || !integer_field("BONECOUNT"_kw, bone_count) || !close() ||
-        !create(skeleton_.global))
-        return false;
-    skeleton_.global->bone_count = bone_count;
-    return true;
-}
+class skeleton_grammar_t : private parser_t {
+  public:
+    skeleton_grammar_t(scanner_t &scanner, owner_list_t &owners, kis_t &skeleton)
+        : parser_t(scanner, owners), skeleton_(skeleton) {}
 
-bool skeleton_grammar_t::bones() {
-    if (!open("BONES"_kw))
-        return false;
-    kis_bone_table_t *bones;
-    if (!create(bones))
-        return false;
-    do {
-        if (!bone(*bones))
+    bool parse() {
+        if (!header(skeleton_.header))
             return false;
-    } while (next_is(token_kind_t::integer));
-    if (!close())
-        return false;
-    if (bones->bones().size() != skeleton_.global->bone_count)
-        return fail("incorrect number of bones in Skeleton");
-    skeleton_.bones = bones;
-    return true;
-}
+        if (skeleton_.header->format_version != skeleton_format_version)
+            fail("unsupported FormatVersion"); // reported only: the rest may well be readable
+        return global() && bones() && expect(token_kind_t::end_of_input);
+    }
 
-bool skeleton_grammar_t::bone(kis_bone_table_t &bones) {
-    uint32_t index = 0;
-    name_t name, parent;
-    float matrix[16];
-    if (!integer(index) || !expect(token_kind_t::left_parenthesis) || !text_field("NAME"_kw, name) ||
-        !text_field("PARENT"_kw, parent) || !label("MATRIX"_kw) || !reals(matrix) ||
-        !expect(token_kind_t::right_parenthesis))
-        return false;
-    if (index != bones.bones().size())
-        return fail("inconsistent Skeleton bone order");
-    if (!bones.add_bone(name.view(), parent.view(), matrix))
-        return no_memory();
-    if (!bones.bones().back().invertible)
-        msg_warning("[kis] %s: bone '%s' has a matrix without an inverse", scanner_.file_name(),
-                    name.c_str());
-    return true;
+  private:
+    bool global() {
+        skeleton_.global = create<kis_global_t>();
+        return open("GLOBAL"_kw) && integer_field("BONECOUNT"_kw, skeleton_.global->bone_count) && close();
+    }
+
+    bool bones() {
+        auto *const bones = create<kis_bone_table_t>();
+        if (!open("BONES"_kw) || !one_or_more(token_kind_t::integer, [&] { return bone(*bones); }) ||
+            !close())
+            return false;
+        skeleton_.bones = bones;
+        return check(bones->bones().size() == skeleton_.global->bone_count,
+                     "incorrect number of bones in Skeleton");
+    }
+
+    bool bone(kis_bone_table_t &bones) {
+        uint32_t index = 0;
+        name_t name, parent;
+        std::array<float, 16> matrix;
+        if (!integer(index) || !expect(token_kind_t::left_parenthesis) || !text_field("NAME"_kw, name) ||
+            !text_field("PARENT"_kw, parent) || !label("MATRIX"_kw) || !reals(matrix) ||
+            !expect(token_kind_t::right_parenthesis) ||
+            !check(index == bones.bones().size(), "inconsistent Skeleton bone order"))
+            return false;
+        if (!bones.add_bone(name.view(), parent.view(), matrix).invertible)
+            msg_warning("[kis] %s: bone '%s' has a matrix without an inverse", scanner_.file_name(),
+                        name.c_str());
+        return true;
+    }
+
+    kis_t &skeleton_;
+};
+
+} // namespace
+
+kis_t *parse_skeleton_text(std::string_view text, const char *file_name, owner_list_t &owners) {
+    kis_t *const skeleton = owners.create<kis_t>();
+    scanner_t scanner(text, file_name);
+    return skeleton_grammar_t(scanner, owners, *skeleton).parse() ? skeleton : nullptr;
 }
 
 } // namespace kestrel

@@ -2,60 +2,45 @@
 
 namespace kestrel {
 
+bool skin_grammar_t::declaration(declaration_t &declared, token_kind_t paragraph, token_kind_t clone_count) {
+    return open(paragraph) && format(declared.format) && text_field("TAG"_kw, declared.tag) &&
+           integer_field("ITEMCOUNT"_kw, declared.items) &&
+           integer_field("TOTALWEIGHTCOUNT"_kw, declared.weights) &&
+           integer_field(clone_count, declared.clones);
+}
+
 bool skin_grammar_t::skin() {
-    uint32_t stream_count = 0;
-    if (!open("SKIN"_kw) || !integer_field("STREAMCOUNT"_kw, stream_count))
+    auto *const skin = create<kim_skin_t>();
+    if (!open("SKIN"_kw) || !integer_field("STREAMCOUNT"_kw, skin->stream_count) ||
+        !one_or_more("SKINSTREAM"_kw, [&] { return skin_stream(*skin); }) || !close())
         return false;
-    kim_skin_t *skin;
-    if (!create(skin))
-        return false;
-    skin->stream_count = stream_count;
-    do {
-        if (!skin_stream(*skin))
-            return false;
-    } while (next_is("SKINSTREAM"_kw));
-    if (!close())
-        return false;
-    if (skin->streams.size() != stream_count)
-        return fail("incorrect number of Skin streams");
     model_.skin = skin;
-    return true;
+    return check(skin->streams.size() == skin->stream_count, "incorrect number of Skin streams");
 }
 
 bool skin_grammar_t::skin_stream(kim_skin_t &skin) {
-    stream_format_t stream_format = stream_format_t::none;
-    name_t tag;
-    uint32_t item_count = 0, weight_count = 0, clone_count = 0;
-    if (!open("SKINSTREAM"_kw) || !format(stream_format) || !text_field("TAG"_kw, tag) ||
-        !integer_field("ITEMCOUNT"_kw, item_count) || !integer_field("TOTALWEIGHTCOUNT"_kw, weight_count) ||
-        !integer_field("TOTALCLONECOUNT"_kw, clone_count))
+    declaration_t declared;
+    if (!declaration(declared, "SKINSTREAM"_kw, "TOTALCLONECOUNT"_kw))
         return false;
-    kim_skin_stream_t *stream;
-    if (!create(stream))
-        return false;
+    auto *const stream = create<kim_skin_stream_t>();
     // Nothing compares the counts with what comes, and there may be many such streams: none takes storage
     // ahead.
     constexpr size_t no_bytes_ahead = 0;
-    stream->initialise(stream_format, item_count, weight_count, clone_count, no_bytes_ahead);
-    stream->tag = tag;
-    uint32_t index = 0;
-    do {
-        if (!skin_item(*stream, index++))
-            return false;
-    } while (next_is(token_kind_t::integer));
-    return close() && (skin.streams.push_back(stream) || no_memory());
+    stream->initialise(declared.format, declared.items, declared.weights, declared.clones, no_bytes_ahead);
+    stream->tag = declared.tag;
+    if (!one_or_more(token_kind_t::integer, [&] { return skin_item(*stream); }) || !close())
+        return false;
+    skin.streams.push_back(stream);
+    return true;
 }
 
-bool skin_grammar_t::skin_item(kim_skin_stream_t &stream, uint32_t expected_index) {
+bool skin_grammar_t::skin_item(kim_skin_stream_t &stream) {
     uint32_t index = 0;
     tuple_t value;
-    if (!integer(index) || !expect(token_kind_t::left_parenthesis) || !tuple(value))
-        return false;
-    if (index != expected_index)
-        return fail("inconsistent SkinStream item order");
-    if (!stream.add_item(value.data))
-        return fail("inconsistent SkinStream item type/count");
-    return skin_weights(stream) && skin_clones(stream) && expect(token_kind_t::right_parenthesis);
+    return integer(index) && expect(token_kind_t::left_parenthesis) && tuple(value) &&
+           check(index == stream.items().size(), "inconsistent SkinStream item order") &&
+           check(stream.add_item(value.data), "inconsistent SkinStream item type/count") &&
+           skin_weights(stream) && skin_clones(stream) && expect(token_kind_t::right_parenthesis);
 }
 
 bool skin_grammar_t::skin_weights(kim_skin_stream_t &stream) {
@@ -64,17 +49,13 @@ bool skin_grammar_t::skin_weights(kim_skin_stream_t &stream) {
         return false;
     stream.set_weight_count(count);
     if (!next_is(token_kind_t::integer))
-        return count == 0 || fail("invalid Weights count");
-    while (next_is(token_kind_t::integer)) {
-        const uint32_t bone = scanner_.integer();
+        return check(count == 0, "invalid Weights count");
+    return one_or_more(token_kind_t::integer, [&] {
+        uint32_t bone = 0;
         float weight = 0;
-        take();
-        if (!weight_value(weight))
-            return false;
-        if (!stream.add_weight(bone, weight))
-            return fail("cannot add weight pair");
-    }
-    return true;
+        return integer(bone) && weight_value(weight) &&
+               check(stream.add_weight(bone, weight), "cannot add weight pair");
+    });
 }
 
 bool skin_grammar_t::skin_clones(kim_skin_stream_t &stream) {
@@ -83,84 +64,108 @@ bool skin_grammar_t::skin_clones(kim_skin_stream_t &stream) {
         return false;
     stream.set_clone_count(count);
     if (!next_is(token_kind_t::integer))
-        return count == 0 || fail("invalid Clones count");
-    while (next_is(token_kind_t::integer)) {
-        const uint32_t piece = scanner_.integer();
+        return check(count == 0, "invalid Clones count");
+    return one_or_more(token_kind_t::integer, [&] {
+        uint32_t piece = 0;
         uint32_t vertex = 0;
-        take();
-        if (!integer(vertex))
-            return false;
-        if (!stream.add_clone(piece, vertex))
-            return fail("cannot add clone pair");
-    }
-    return true;
+        return integer(piece) && integer(vertex) &&
+               check(stream.add_clone(piece, vertex), "cannot add clone pair");
+    });
 }
 
 bool skin_grammar_t::piece_skin() {
-    uint32_t piece_index = 0, stream_count = 0;
-    if (!open("PIECESKIN"_kw) || !integer_field("PIECE"_kw, piece_index) ||
+    auto *const skin = create<kim_piece_skin_t>();
+    uint32_t stream_count = 0;
+    if (!open("PIECESKIN"_kw) || !integer_field("PIECE"_kw, skin->piece_index) ||
         !integer_field("STREAMCOUNT"_kw, stream_count))
         return false;
-    kim_piece_skin_t *skin;
-    if (!create(skin))
-        return false;
     // Piece skins come in piece order, so a smaller index is one that the model already has.
-    if (piece_index < model_.piece_skins.size())
-        return fail("multiple PieceSkin-s with the same piece index");
-    if (piece_index != model_.piece_skins.size())
-        return fail("invalid PieceIndex");
-    skin->piece_index = piece_index;
-    if (stream_count != 1)
-        return fail("only single piece skin stream is expected");
-    return piece_skin_stream(*skin) && close();
+    const size_t expected = model_.piece_skins.size();
+    if (!check(skin->piece_index >= expected, "multiple PieceSkin-s with the same piece index") ||
+        !check(skin->piece_index == expected, "invalid PieceIndex") ||
+        !check(stream_count == 1, "only single piece skin stream is expected") || !piece_skin_stream(*skin) ||
+        !close())
+        return false;
+    model_.piece_skins.push_back(skin);
+    return true;
 }
 
 bool skin_grammar_t::piece_skin_stream(kim_piece_skin_t &skin) {
-    stream_format_t stream_format = stream_format_t::none;
-    name_t tag;
-    uint32_t item_count = 0, weight_count = 0, vertex_index_count = 0;
-    if (!open("PIECESKINSTREAM"_kw) || !format(stream_format) || !text_field("TAG"_kw, tag) ||
-        !integer_field("ITEMCOUNT"_kw, item_count) || !integer_field("TOTALWEIGHTCOUNT"_kw, weight_count) ||
-        !integer_field("TOTALVERTEXINDEXCOUNT"_kw, vertex_index_count))
+    declaration_t declared;
+    if (!declaration(declared, "PIECESKINSTREAM"_kw, "TOTALVERTEXINDEXCOUNT"_kw) ||
+        !check(declared.format == stream_format_t::float3, "only FLOAT3 is allowed") ||
+        !check(declared.tag.view() == position_tag, "only _POSITION is allowed") ||
+        !check(declared.items != 0, "invalid item_count") ||
+        !check(declared.weights != 0, "invalid total_weight_count") ||
+        !check(declared.clones != 0, "invalid total_vertex_index_count") ||
+        !one_or_more(token_kind_t::integer, [&] { return piece_skin_item(skin, declared); }) || !close() ||
+        !check(skin.items.size() == declared.items, "input item_count and actual item count are different") ||
+        !check(skin.weights.size() == declared.weights,
+               "input total_weight_count and actual total weight count are different") ||
+        !check(skin.vertex_indices.size() == declared.clones,
+               "input total_vertex_input_count and actual total vertex index count are different"))
         return false;
-    kim_piece_skin_builder_t builder(skin);
-    if (!hold(builder.declare(stream_format, tag.view(), item_count, weight_count, vertex_index_count)))
-        return false;
-    do {
-        if (!piece_skin_item(builder))
-            return false;
-    } while (next_is(token_kind_t::integer));
-    if (!close() || !hold(builder.finish()))
-        return false;
-    return model_.piece_skins.push_back(&skin) || no_memory();
+    skin.vertex_items.resize(declared.clones, kim_piece_skin_t::no_item);
+    for (const kim_piece_skin_item_t &item : skin.items)
+        for (uint32_t i = 0; i < item.vertex_index_count; ++i)
+            skin.vertex_items[skin.vertex_indices[item.first_vertex_index + i]] = item.item_index;
+    return true;
 }
 
-bool skin_grammar_t::piece_skin_item(kim_piece_skin_builder_t &builder) {
-    uint32_t index = 0, count = 0;
+bool skin_grammar_t::piece_skin_item(kim_piece_skin_t &skin, const declaration_t &declared) {
+    uint32_t index = 0;
     float position[3];
     if (!integer(index) || !expect(token_kind_t::left_parenthesis) || !reals(position) ||
-        !hold(builder.add_item(index, {position[0], position[1], position[2]})))
+        !check(skin.items.size() < declared.items, "input item_count is smaller than actual item count") ||
+        !check(index == skin.items.size(), "item index should be incremental from zero"))
         return false;
+    const auto first_weight = static_cast<uint32_t>(skin.weights.size());
+    const auto first_vertex_index = static_cast<uint32_t>(skin.vertex_indices.size());
+    skin.items.push_back(
+        {{position[0], position[1], position[2]}, index, first_weight, 0, first_vertex_index, 0});
+    return piece_skin_weights(skin, declared) && piece_skin_vertices(skin, declared) &&
+           expect(token_kind_t::right_parenthesis);
+}
 
-    if (!integer_field("WEIGHTS"_kw, count) || !hold(builder.set_weight_count(count)))
+bool skin_grammar_t::piece_skin_weights(kim_piece_skin_t &skin, const declaration_t &declared) {
+    constexpr const char *differ = "weight_count and actual weight count differ";
+    uint32_t &count = skin.items.back().weight_count;
+    if (!integer_field("WEIGHTS"_kw, count) || !check(count != 0, "invalid weight count of item"))
         return false;
-    do {
-        uint32_t bone = 0;
-        float weight = 0;
-        if (!integer(bone) || !weight_value(weight) || !hold(builder.add_weight(bone, weight)))
-            return false;
-    } while (next_is(token_kind_t::integer));
-    if (!hold(builder.end_weights()))
-        return false;
+    uint32_t left = count;
+    return one_or_more(token_kind_t::integer,
+                       [&] {
+                           uint32_t bone = 0;
+                           float weight = 0;
+                           if (!integer(bone) || !weight_value(weight) || !check(left-- != 0, differ) ||
+                               !check(skin.weights.size() < declared.weights,
+                                      "total_weight_count is smaller than actual weight count"))
+                               return false;
+                           skin.weights.push_back({bone, weight});
+                           return true;
+                       }) &&
+           check(left == 0, differ);
+}
 
-    if (!integer_field("VERTEXINDICES"_kw, count) || !hold(builder.set_vertex_index_count(count)))
+bool skin_grammar_t::piece_skin_vertices(kim_piece_skin_t &skin, const declaration_t &declared) {
+    uint32_t &count = skin.items.back().vertex_index_count;
+    if (!integer_field("VERTEXINDICES"_kw, count) || !check(count != 0, "invalid vertex index count of item"))
         return false;
-    do {
-        uint32_t vertex = 0;
-        if (!integer(vertex) || !hold(builder.add_vertex_index(vertex)))
-            return false;
-    } while (next_is(token_kind_t::integer));
-    return hold(builder.end_vertex_indices()) && expect(token_kind_t::right_parenthesis);
+    uint32_t left = count;
+    return one_or_more(
+               token_kind_t::integer,
+               [&] {
+                   uint32_t vertex = 0;
+                   if (!integer(vertex) ||
+                       !check(left-- != 0, "vertex_index_count and actual vertex index count differ") ||
+                       !check(skin.vertex_indices.size() < declared.clones,
+                              "total_vertex_index_count is smaller than actual vertex index count") ||
+                       !check(vertex < declared.clones, "vertex index exceeds total_vertex_index_count"))
+                       return false;
+                   skin.vertex_indices.push_back(vertex);
+                   return true;
+               }) &&
+           check(left == 0, "input vertex_index_count and actual vertex index count for the item differ");
 }
 
 } // namespace kestrel

@@ -1,6 +1,6 @@
 #pragma once
 
-// The tokens of the intermediate text formats and the patterns that the scanner's tables are made from.
+// The tokens of the text formats, and the keywords among them.
 
 #include <array>
 #include <cstdint>
@@ -23,6 +23,7 @@ enum class token_kind_t : uint16_t {
     model_start = 262,
     skeleton_start = 263,
     keyword = 268,
+    none = 0xFFFF, // no token
 };
 
 // All keywords of the six intermediate formats; matched without regard to letter case. Their order numbers
@@ -63,5 +64,12 @@ consteval token_kind_t operator""_kw(const char *text, size_t length) {
     keyword_lookup::no_such_keyword();
     return token_kind_t::end_of_input;
 }
+
+// The longest keyword that `text` begins with, whatever follows it; its length is 0 when there is none.
+struct keyword_match_t {
+    token_kind_t kind = token_kind_t::none;
+    size_t length = 0;
+};
+keyword_match_t match_keyword(const char *text);
 
 } // namespace kestrel

@@ -2,20 +2,65 @@
 
 #include "kcore/collections/city_hash.h"
 #include "kcore/dependencies/dependency_file.h"
-#include "kcore/dependencies/withdrawn_record.h"
 #include "kcore/kutils/ufs/fs_copy.h"
 #include "kcore/kutils/ufs/mem_file.h"
 #include "kcore/messages/messages.h"
+#include "kcore/ufs/file_system.h"
 #include "tools/conv/intermediate/parse_file.h"
 #include "tools/conv/kim2kmg/asset_path.h"
-#include "tools/conv/kim2kmg/discard_degenerated_triangles.h"
-#include "tools/conv/kim2kmg/merge_part_pieces.h"
-#include "tools/conv/kim2kmg/optimize_for_vertex_cache.h"
+#include "tools/conv/kim2kmg/passes/passes.h"
 #include "tools/conv/kim2kmg/writer/kmg_writer.h"
+
+#include <new>
 
 namespace kestrel {
 
 namespace {
+
+std::unique_ptr<file_t> open_in(sysfs_device_t &store, std::string_view path, fs_open_mode_t mode) {
+    auto file = store.open(path, mode);
+    if (file)
+        file->set_path_kind(fs_path_kind_t::ufs);
+    return file;
+}
+
+// The output while it is being written: one that is not kept goes again, whatever ends its writing.
+class new_output_t {
+  public:
+    // The path's text outlives this.
+    new_output_t(rcfs_device_t &device, std::string_view path);
+    ~new_output_t();
+    new_output_t(const new_output_t &) = delete;
+    new_output_t &operator=(const new_output_t &) = delete;
+
+    file_t *file() { return file_.get(); } // null when it could not be created
+    void keep() { file_.reset(); }
+
+  private:
+    rcfs_device_t &device_;
+    std::string_view path_;
+    std::unique_ptr<file_t> file_;
+};
+
+// What is there and is no file is no record either: it will be in the way of the new one.
+bool remove_record(sysfs_device_t &store, std::string_view path) {
+    fs_stat_t found;
+    return (store.stat(path, found) && found.kind != fs_kind_t::file) || store.remove_old(path);
+}
+
+// The old output's name goes first, then its record, and only then is the new file created: no record ever
+// stands beside an output that is not whole, and where the output cannot be replaced, its record stays.
+new_output_t::new_output_t(rcfs_device_t &device, std::string_view path) : device_(device), path_(path) {
+    if (device.cache_store().remove_old(path) && remove_record(device.dependency_store(), path))
+        file_ = open_in(device.cache_store(), path, fs_open_mode_t::create_truncate);
+}
+
+new_output_t::~new_output_t() {
+    if (!file_)
+        return;
+    file_.reset();
+    device_.remove_file(path_);
+}
 
 // The working state of one conversion; everything in it goes when the conversion ends.
 class conversion_t {
@@ -23,21 +68,15 @@ class conversion_t {
     conversion_t(rcfs_device_t &device, const char *input_name, const option_flags_t &options)
         : device_(device), input_name_(input_name), options_(options) {}
 
-    bool run() {
-        return check_name() && prepare() && load_model() && load_skeleton() && (run_passes(), true) &&
-               write_output();
-    }
+    bool run();
 
   private:
-    bool check_name() const;
-    bool out_of_memory() const;
-    bool prepare();
     bool load_model();
     bool load_skeleton();
     void hash_skeleton(const file_t &file);
     void run_passes();
     bool write_output();
-    bool fill_output(file_t &output);
+    bool fill(file_t &output);
 
     rcfs_device_t &device_;
     const char *input_name_;
@@ -49,29 +88,21 @@ class conversion_t {
     kis_t *skeleton_ = nullptr; // none for a model without skin
 };
 
-bool conversion_t::check_name() const {
-    if (std::string_view(input_name_).ends_with(model_extension))
-        return true;
-    msg_error("%s: invalid filename (should end with '.kim')", input_name_);
-    return false;
-}
-
-bool conversion_t::out_of_memory() const {
-    msg_error("%s: memory exhausted", input_name_);
-    return false;
-}
-
-bool conversion_t::prepare() {
-    return (make_output_name(input_name_, output_name_) && dependencies_.set_primary_source(input_name_) &&
-            dependencies_.set_version(version_text)) ||
-           out_of_memory();
-}
-
-std::unique_ptr<file_t> open_in(sysfs_device_t &store, std::string_view path, fs_open_mode_t mode) {
-    auto file = store.open(path, mode);
-    if (file)
-        file->set_path_kind(fs_path_kind_t::ufs);
-    return file;
+bool conversion_t::run() {
+    if (!std::string_view(input_name_).ends_with(model_extension)) {
+        msg_error("%s: invalid filename (should end with '.kim')", input_name_);
+        return false;
+    }
+    make_output_name(input_name_, output_name_);
+    dependencies_.set_version(version_text);
+    if (!dependencies_.set_primary_source(input_name_))
+        throw std::bad_alloc();
+    if (!load_model())
+        return false;
+    if (model_->has_skinning() && !load_skeleton())
+        return false;
+    run_passes();
+    return write_output();
 }
 
 bool conversion_t::load_model() {
@@ -85,15 +116,13 @@ bool conversion_t::load_model() {
         msg_error("cannot parse %s", input_name_);
         return false;
     }
-    return file->get_display_name(model_->source_name) || out_of_memory();
+    file->get_display_name(model_->source_name);
+    return true;
 }
 
 bool conversion_t::load_skeleton() {
-    if (!model_->has_skinning())
-        return true;
     string_dyn_t path;
-    if (!make_sibling_name(output_name_.view(), model_->global->skeleton.view(), path))
-        return out_of_memory();
+    make_sibling_name(output_name_.view(), model_->global->skeleton.view(), path);
     const auto file = open_in(device_.primary_store(), path.view(), fs_open_mode_t::read);
     if (!file) {
         msg_error("%s: failed to open", path.c_str());
@@ -104,17 +133,17 @@ bool conversion_t::load_skeleton() {
         msg_error("cannot parse %s", path.c_str());
         return false;
     }
-    if (!file->get_display_name(skeleton_->source_name) || !dependencies_.add_dependency(path.view()))
-        return out_of_memory();
+    file->get_display_name(skeleton_->source_name);
     hash_skeleton(*file);
+    if (!dependencies_.add_dependency(path.view()))
+        throw std::bad_alloc();
     return true;
 }
 
 // The hash tells where the skeleton lies in the asset tree, not what is in it.
 void conversion_t::hash_skeleton(const file_t &file) {
     fs_path_t resolved;
-    file.get_mount_path(resolved);
-    if (resolve_parent_references(resolved))
+    if (file.get_mount_path(resolved) && resolve_parent_references(resolved))
         skeleton_->hash = city_hash_64(resolved.view());
     else
         msg_error("[kis] Error computing skeleton hash! (%s)", resolved.c_str());
@@ -130,43 +159,57 @@ void conversion_t::run_passes() {
 }
 
 bool conversion_t::write_output() {
-    // Until the new one stands, no record vouches for the output.
-    withdrawn_record_t old_record(device_, output_name_.view());
-    std::unique_ptr<file_t> output;
-    if (old_record.withdraw())
-        output = open_in(device_.cache_store(), output_name_.view(), fs_open_mode_t::create_truncate);
-    if (!output) {
+    new_output_t output(device_, output_name_.view());
+    if (!output.file()) {
         msg_error("error opening output file %s", output_name_.c_str());
-        old_record.put_back();
         return false;
     }
-    old_record.drop();
-    if (fill_output(*output))
-        return true;
-    output.reset();
-    device_.remove_file(output_name_.view());
-    return false;
-}
-
-bool conversion_t::fill_output(file_t &output) {
-    mem_file_t geometry;
-    if (!kmg_write(*model_, skeleton_, options_.tangent, geometry) || !fs_copy(&output, &geometry))
+    if (!fill(*output.file()))
         return false;
-    if (!output.close()) {
-        msg_error("[kim2kmg] %s: error closing output file", display_name_of(&output).c_str());
-        return false;
-    }
     if (!write_dependency_file(device_, dependencies_, output_name_.view())) {
         msg_error("%s: failed to write deps.", output_name_.c_str());
         return false;
     }
+    output.keep();
     return true;
+}
+
+bool conversion_t::fill(file_t &output) {
+    mem_file_t geometry;
+    return kmg_write(*model_, skeleton_, options_.tangent, geometry) && fs_copy(&output, &geometry) &&
+           output.close();
 }
 
 } // namespace
 
 bool convert_file(rcfs_device_t &device, const char *input_name, const option_flags_t &options) {
-    return conversion_t(device, input_name, options).run();
+    conversion_t conversion(device, input_name, options);
+    try {
+        return conversion.run();
+    } catch (const std::bad_alloc &) {
+        msg_error("%s: memory exhausted", input_name);
+        return false;
+    }
+}
+
+static std::unique_ptr<rcfs_device_t> make_device(std::string_view base_directory, std::string_view root) {
+    try {
+        return std::make_unique<rcfs_device_t>(*file_system(), base_directory, root);
+    } catch (const std::bad_alloc &) {
+        msg_error("kim2kmg: memory exhausted");
+        return nullptr;
+    }
+}
+
+size_t convert_files(std::string_view base_directory, std::string_view root, const option_flags_t &options,
+                     std::span<char *const> input_names) {
+    const auto device = make_device(base_directory, root);
+    if (!device)
+        return input_names.size();
+    size_t failures = 0;
+    for (const char *const input_name : input_names)
+        failures += !convert_file(*device, input_name, options);
+    return failures;
 }
 
 } // namespace kestrel

@@ -4,7 +4,6 @@
 #include "kcore/core/cdl.h"
 #include "kcore/messages/messages.h"
 #include "kcore/ufs/file_system.h"
-#include "kcore/ufs/rcfs_device.h"
 #include "tools/conv/kim2kmg/convert_file.h"
 #include "tools/conv/kim2kmg/options.h"
 
@@ -28,7 +27,6 @@ static constexpr char usage_text[] =
 namespace {
 
 constexpr int bad_command_line = 1;
-constexpr size_t most_failures = 255; // what an exit status can hold
 
 // The asset tree that the command line names.
 struct tree_t {
@@ -36,58 +34,50 @@ struct tree_t {
     fs_path_t root; // with "/" between folders
 };
 
-bool find_root(fs_path_t &root) {
-    if (cdl_param("-root") < 0) {
+// The value of "-root"; null after a message when there is not exactly one.
+const char *find_root() {
+    const cdl_option_t root = cdl_find("-root");
+    if (root.position < 0)
         msg_error("missing root parameter");
-        return false;
-    }
-    const uint32_t values = cdl_argc() - 1;
-    if (values < 1) {
+    else if (root.values.empty())
         msg_error("root parameter missing directory");
-        return false;
-    }
-    if (values > 1) {
+    else if (root.values.size() > 1)
         msg_error("root parameter received more than one argument");
-        return false;
-    }
-    return root.assign(cdl_param_value());
+    else
+        return root.values[0];
+    return nullptr;
 }
 
 bool find_tree(tree_t &tree) {
-    if (!find_root(tree.root))
-        return false;
-    fs_path_t directory;
-    // What does not fit is refused: the start of a path may well be a directory, but not the one that was
-    // meant.
-    if (!get_base_directory(tree.base) ||
-        !directory.assign_formatted("%s/%s", tree.base.c_str(), tree.root.c_str()))
+    const char *const root = find_root();
+    if (!root || !tree.root.assign(root))
         return false;
     tree.root.replace_all('\\', '/');
+    // A base that is not known is empty, and the path of this test is cut: both are rules of the command line.
+    // What is composed of them later and does not fit fails there.
+    get_base_directory(tree.base);
+    fs_path_t directory;
+    directory.assign_formatted("%s/%s", tree.base.c_str(), root);
     return file_system()->system_device.is_directory(directory.view());
 }
 
+bool is_given(const char *option) {
+    return cdl_find(option).position >= 0;
+}
+
 option_flags_t read_options() {
-    return {.tangent = cdl_param("-tangent") >= 0,
-            .discard_bad_triangles = cdl_param("-discard_bad_triangles") >= 0,
-            .merge_part_pieces = cdl_param("-merge_part_pieces") >= 0,
-            .optimize_for_vertex_cache = cdl_param("-optimize_for_vertex_cache") >= 0,
-            .verbose = cdl_param("-verbose") >= 0};
+    return {.tangent = is_given("-tangent"),
+            .discard_bad_triangles = is_given("-discard_bad_triangles"),
+            .merge_part_pieces = is_given("-merge_part_pieces"),
+            .optimize_for_vertex_cache = is_given("-optimize_for_vertex_cache"),
+            .verbose = is_given("-verbose")};
 }
 
-bool begins_option(const char *argument) {
-    return argument[0] == '-';
-}
-
-size_t convert_files(const tree_t &tree, const option_flags_t &options, std::span<char *const> arguments) {
-    rcfs_device_t device(tree.base.view(), tree.root.view());
-    size_t failures = 0;
-    for (const char *input : arguments.subspan(1)) {
-        if (begins_option(input))
-            break;
-        if (!convert_file(device, input, options))
-            ++failures;
-    }
-    return failures;
+// The arguments after the program's name, up to the first option.
+std::span<char *const> input_names(std::span<char *const> arguments) {
+    const auto begin = arguments.begin() + 1;
+    const auto end = std::find_if(begin, arguments.end(), [](const char *text) { return text[0] == '-'; });
+    return {begin, end};
 }
 
 } // namespace
@@ -98,7 +88,7 @@ int converter_main(std::span<char *const> arguments) {
         msg_info(usage_text);
         return bad_command_line;
     }
-    if (cdl_param("-V") >= 0) {
+    if (is_given("-V")) {
         msg_info("version:%s", version_text);
         return 0;
     }
@@ -107,12 +97,13 @@ int converter_main(std::span<char *const> arguments) {
         msg_error("failed to determine root directory");
         return bad_command_line;
     }
-    if (begins_option(arguments[1])) {
+    const std::span<char *const> inputs = input_names(arguments);
+    if (inputs.empty()) {
         msg_error("kim2kmg: Missing input file.");
         msg_info(usage_text);
         return bad_command_line;
     }
-    return static_cast<int>(std::min(convert_files(tree, read_options(), arguments), most_failures));
+    return static_cast<int>(convert_files(tree.base.view(), tree.root.view(), read_options(), inputs));
 }
 
 } // namespace kestrel

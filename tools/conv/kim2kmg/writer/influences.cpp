@@ -19,22 +19,12 @@ uint8_t quantised(float weight) {
     return scaled >= 1.0f && scaled <= 255.0f ? static_cast<uint8_t>(scaled) : uint8_t{255};
 }
 
-bool quantise_all(std::span<const skin_weight_t> weights, std::span<const uint64_t> bone_map,
-                  array_t<influence_pair_t> &pairs) {
-    pairs.clear();
-    for (const skin_weight_t &weight : weights)
-        if (const uint8_t byte = quantised(weight.weight))
-            if (!pairs.push_back({bone_map[weight.bone], byte}))
-                return false;
-    return true;
-}
-
 int32_t by_weight_descending(const influence_pair_t &a, const influence_pair_t &b) {
     return static_cast<int32_t>(b.weight) - static_cast<int32_t>(a.weight);
 }
 
 int32_t by_bone(const influence_pair_t &a, const influence_pair_t &b) {
-    return a.bone < b.bone ? -1 : a.bone > b.bone;
+    return static_cast<int32_t>(a.bone) - static_cast<int32_t>(b.bone);
 }
 
 float total_weight(std::span<const influence_pair_t> pairs) {
@@ -60,7 +50,7 @@ influence_set_t set_of(std::span<const influence_pair_t> pairs) {
     set.count = static_cast<uint8_t>(pairs.size());
     for (size_t i = 0; i < kmg_max_influences; ++i) {
         const influence_pair_t &pair = pairs[std::min(i, pairs.size() - 1)];
-        set.bones[i] = static_cast<uint8_t>(pair.bone);
+        set.bones[i] = pair.bone;
         set.weights[i] = i < pairs.size() ? pair.weight : uint8_t{0};
     }
     return set;
@@ -69,20 +59,20 @@ influence_set_t set_of(std::span<const influence_pair_t> pairs) {
 } // namespace
 
 influence_quality_t quantise_influences(std::span<const skin_weight_t> weights,
-                                        std::span<const uint64_t> bone_map,
-                                        array_t<influence_pair_t> &scratch, influence_set_t &set) {
-    if (!quantise_all(weights, bone_map, scratch))
-        return influence_quality_t::no_memory;
+                                        std::span<const uint8_t> bone_map, array_t<influence_pair_t> &scratch,
+                                        influence_set_t &set) {
+    scratch.clear();
+    for (const skin_weight_t &weight : weights)
+        if (const uint8_t byte = quantised(weight.weight))
+            scratch.push_back({bone_map[weight.bone], byte});
     if (scratch.empty())
         return influence_quality_t::none;
-    if (!sort_records(scratch.items(), by_weight_descending))
-        return influence_quality_t::no_memory;
 
+    sort_records(scratch.items(), by_weight_descending);
     const auto kept = scratch.items().first(std::min<size_t>(scratch.size(), kmg_max_influences));
     const float divisor = std::min(total_weight(kept), 1.0f);
     fill_255(kept, divisor);
-    if (!sort_records(kept, by_bone))
-        return influence_quality_t::no_memory;
+    sort_records(kept, by_bone);
     set = set_of(kept);
     return divisor < least_kept_total ? influence_quality_t::decimated : influence_quality_t::good;
 }

@@ -17,7 +17,7 @@ namespace kestrel {
 
 // A bone of the skeleton and how much it pulls, 1 to 255.
 struct influence_pair_t {
-    uint64_t bone;
+    uint8_t bone;
     uint8_t weight;
 };
 
@@ -34,14 +34,13 @@ struct influence_set_t {
 enum class influence_quality_t : uint8_t {
     good,
     decimated, // the kept weights sum to less than 0.85
-    none,      // no weight is left, the set is empty
-    no_memory,
+    none,      // no weight is left, the set stays as it was
 };
 
 // `bone_map` leads from the item's bones, all of which it holds, to those of the skeleton. `scratch` may hold
 // anything.
 influence_quality_t quantise_influences(std::span<const skin_weight_t> weights,
-                                        std::span<const uint64_t> bone_map,
-                                        array_t<influence_pair_t> &scratch, influence_set_t &set);
+                                        std::span<const uint8_t> bone_map, array_t<influence_pair_t> &scratch,
+                                        influence_set_t &set);
 
 } // namespace kestrel

@@ -1,6 +1,5 @@
-#include "tools/conv/kim2kmg/writer/kmg_parts.h"
-
 #include "kcore/strings/token.h"
+#include "tools/conv/kim2kmg/writer/kmg_writer_steps.h"
 
 #include <algorithm>
 #include <numeric>
@@ -24,7 +23,7 @@ static bool fill_locator(const kmg_writer_t &writer, const kim_locator_t &locato
     record.position = {locator.position.x, locator.position.y, locator.position.z};
     record.scale = 1.0f;
     std::copy(std::begin(locator.rotation), std::end(locator.rotation), record.rotation.begin());
-    record.hookup = writer.string_pool.offset_of(locator.hookup.view()).value_or(kmg_absent);
+    record.hookup = writer.string_pool.offset_of(locator.hookup.view());
     return true;
 }
 
@@ -91,8 +90,7 @@ static bool check_repetition(const kmg_writer_t &writer) {
 
 bool build_piece_order(kmg_writer_t &writer) {
     const auto &pieces = writer.model.pieces;
-    if (!writer.piece_order.reserve(pieces.size()))
-        return out_of_memory(writer.model);
+    writer.piece_order.reserve(pieces.size());
     size_t listed = 0;
     for (const kix_part_t *part : writer.model.parts) {
         for (const uint32_t position : part->pieces) {

@@ -1,8 +1,6 @@
-#include "tools/conv/kim2kmg/writer/kmg_pieces.h"
-
 #include "tools/conv/kim2kmg/writer/bounds.h"
+#include "tools/conv/kim2kmg/writer/kmg_writer_steps.h"
 #include "tools/conv/kim2kmg/writer/uv_channels.h"
-#include "tools/conv/kim2kmg/writer/vertex_tags.h"
 
 #include <utility>
 
@@ -98,12 +96,7 @@ bool build_piece(kmg_writer_t &writer, const kix_piece_t &piece, kmg_piece_t &re
                          uint64_t{record.vertex_stride} * piece.vertex_count) &&
             grow_section(writer.header.index_data_size,
                          aligned_section_size(index_count * sizeof(uint16_t)))) ||
-           geometry_too_large(writer.model);
-}
-
-void relocate(uint32_t &offset, uint32_t section) {
-    if (offset != kmg_absent)
-        offset += section;
+           geometry_too_large(writer);
 }
 
 } // namespace
@@ -113,7 +106,7 @@ bool build_pieces(kmg_writer_t &writer) {
         const kix_piece_t &piece = *writer.piece_order[i];
         if (!build_piece(writer, piece, writer.pieces[i]))
             return false;
-        if (writer.has_bones() && !writer.skin.skin_piece(piece, writer.piece_infos[i]))
+        if (writer.has_bones() && !writer.skin.skin_piece(piece, writer.vertex_orders[i]))
             return false;
     }
     return true;
@@ -123,14 +116,15 @@ bool relocate_pieces(kmg_writer_t &writer) {
     kmg_header_t &header = writer.header;
     const uint64_t index_data = uint64_t{header.vertex_data_offset} + header.vertex_data_size;
     if (index_data + header.index_data_size > largest_offset)
-        return geometry_too_large(writer.model);
+        return geometry_too_large(writer);
     header.index_data_offset = static_cast<uint32_t>(index_data);
     for (kmg_piece_t &record : writer.pieces) {
         for (uint32_t *offset : {&record.position_offset, &record.normal_offset, &record.uv_offset,
                                  &record.colour_offset, &record.factor_offset, &record.tangent_offset,
                                  &record.bone_index_offset, &record.bone_weight_offset})
-            relocate(*offset, header.vertex_data_offset);
-        relocate(record.index_offset, header.index_data_offset);
+            if (*offset != kmg_absent)
+                *offset += header.vertex_data_offset;
+        record.index_offset += header.index_data_offset;
     }
     return true;
 }

@@ -1,9 +1,6 @@
-#include "tools/conv/kim2kmg/writer/kmg_vertex_data.h"
-
-#include "tools/conv/kim2kmg/writer/kmg_padding.h"
+#include "tools/conv/kim2kmg/writer/kmg_writer_steps.h"
 #include "tools/conv/kim2kmg/writer/uv_channels.h"
 #include "tools/conv/kim2kmg/writer/vertex_packing.h"
-#include "tools/conv/kim2kmg/writer/vertex_tags.h"
 
 #include <cstring>
 
@@ -21,62 +18,48 @@ struct vertex_streams_t {
     std::array<const kix_stream_t *, kmg_max_uv_channels> uv{};
 };
 
-class stream_finder_t {
-  public:
-    stream_finder_t(const kmg_writer_t &writer, const kix_piece_t &piece) : writer_(writer), piece_(piece) {}
-
-    bool require(std::string_view tag, stream_format_t format, const kix_stream_t *&stream) const {
-        stream = piece_.find_stream(tag);
-        if (stream && stream->format() == format)
-            return true;
-        msg_error("[kim2kmg] %s: unavailable/incorrect format %s stream in piece %u.", writer_.source_name(),
-                  tag.data(), piece_.index);
-        return false;
-    }
-    bool find_tangents(const kix_stream_t *&stream) const {
-        stream = writer_.tangents ? piece_.find_stream(tangent_tag) : nullptr;
-        if (!stream || stream->format() == stream_format_t::float4)
-            return true;
-        msg_error("[kim2kmg] %s: incorrect %s stream format in piece %u.", writer_.source_name(),
-                  tangent_tag.data(), piece_.index);
-        return false;
-    }
-
-  private:
-    const kmg_writer_t &writer_;
-    const kix_piece_t &piece_;
-};
-
 bool find_streams(const kmg_writer_t &writer, const kix_piece_t &piece, const kmg_piece_t &record,
                   vertex_streams_t &streams) {
-    const stream_finder_t finder(writer, piece);
-    if (!finder.require(position_tag, stream_format_t::float3, streams.position) ||
-        !finder.require(normal_tag, stream_format_t::float3, streams.normal) ||
-        !finder.find_tangents(streams.tangent) ||
-        !finder.require(colour_tag, stream_format_t::float4, streams.colour))
+    const auto require = [&](std::string_view tag, stream_format_t format, const kix_stream_t *&stream) {
+        stream = piece.find_stream(tag);
+        if (stream && stream->format() == format)
+            return true;
+        msg_error("[kim2kmg] %s: unavailable/incorrect format %s stream in piece %u.", writer.source_name(),
+                  tag.data(), piece.index);
+        return false;
+    };
+    if (!require(position_tag, stream_format_t::float3, streams.position) ||
+        !require(normal_tag, stream_format_t::float3, streams.normal))
+        return false;
+    streams.tangent = writer.tangents ? piece.find_stream(tangent_tag) : nullptr;
+    if (streams.tangent && streams.tangent->format() != stream_format_t::float4) {
+        msg_error("[kim2kmg] %s: incorrect %s stream format in piece %u.", writer.source_name(),
+                  tangent_tag.data(), piece.index);
+        return false;
+    }
+    if (!require(colour_tag, stream_format_t::float4, streams.colour))
         return false;
     for (uint32_t channel = 0; channel < record.uv_channel_count; ++channel)
-        if (!finder.require(uv_tags[channel], stream_format_t::float2, streams.uv[channel]))
+        if (!require(uv_tags[channel], stream_format_t::float2, streams.uv[channel]))
             return false;
-    return record.factor_offset == kmg_absent ||
-           finder.require(factor_tag, stream_format_t::float4, streams.factor);
+    return record.factor_offset == kmg_absent || require(factor_tag, stream_format_t::float4, streams.factor);
 }
 
-// A piece's vertex data in memory, filled field by field.
+// A piece's vertex data in memory, filled field by field. Vertices come in the order given, in their own when
+// it is empty.
 class interleaver_t {
   public:
-    interleaver_t(std::span<std::byte> vertices, const kmg_piece_t &record, const piece_info_t *info)
-        : vertices_(vertices), record_(record), info_(info) {}
+    interleaver_t(std::span<std::byte> vertices, const kmg_piece_t &record,
+                  std::span<const skinned_vertex_t> order)
+        : vertices_(vertices), record_(record), order_(order) {}
 
+    // Items of N bytes.
+    template <size_t N>
     void copy(const kix_stream_t &stream, uint32_t offset) const {
-        switch (stream.item_size()) {
-        case 8:
-            return copy_items<8>(stream, offset);
-        case 12:
-            return copy_items<12>(stream, offset);
-        case 16:
-            return copy_items<16>(stream, offset);
-        }
+        const std::byte *const items = stream.bytes().data();
+        for_each_vertex(offset, [items](std::byte *place, uint32_t, uint32_t source) {
+            std::memcpy(place, items + source * N, N);
+        });
     }
     template <class pack_t>
     void pack(const kix_stream_t &stream, uint32_t offset, pack_t pack_item) const {
@@ -86,9 +69,9 @@ class interleaver_t {
             std::memcpy(place, bytes.data(), bytes.size());
         });
     }
-    void copy_influences() const {
+    void copy_influences(std::span<const influence_set_t> sets) const {
         for_each_vertex(record_.bone_index_offset, [&](std::byte *place, uint32_t vertex, uint32_t) {
-            const influence_set_t &set = info_->influence_sets.data()[info_->vertex_order.data()[vertex].set];
+            const influence_set_t &set = sets[order_[vertex].set];
             std::memcpy(place, set.bones.data(), set.bones.size());
             std::memcpy(place + set.bones.size(), set.weights.data(), set.weights.size());
         });
@@ -98,65 +81,52 @@ class interleaver_t {
     template <class visit_t>
     void for_each_vertex(uint32_t offset, visit_t visit) const {
         std::byte *place = vertices_.data() + (offset - record_.position_offset);
-        const skinned_vertex_t *const order = info_ ? info_->vertex_order.data() : nullptr;
         for (uint32_t vertex = 0; vertex < record_.vertex_count; ++vertex) {
-            visit(place, vertex, order ? order[vertex].source : vertex);
+            visit(place, vertex, order_.empty() ? vertex : order_[vertex].source);
             place += record_.vertex_stride;
         }
-    }
-    template <size_t N>
-    void copy_items(const kix_stream_t &stream, uint32_t offset) const {
-        const std::byte *const items = stream.bytes().data();
-        for_each_vertex(offset, [items](std::byte *place, uint32_t, uint32_t source) {
-            std::memcpy(place, items + source * N, N);
-        });
     }
 
     std::span<std::byte> vertices_;
     const kmg_piece_t &record_;
-    const piece_info_t *info_;
+    std::span<const skinned_vertex_t> order_;
 };
 
-void fill_vertices(const vertex_streams_t &streams, const kmg_piece_t &record, const interleaver_t &fill) {
-    fill.copy(*streams.position, record.position_offset);
-    fill.copy(*streams.normal, record.normal_offset);
+} // namespace
+
+bool write_vertex_data(const kmg_writer_t &writer, size_t i, file_t &destination) {
+    const kmg_piece_t &record = writer.pieces[i];
+    vertex_streams_t streams;
+    if (!find_streams(writer, *writer.piece_order[i], record, streams))
+        return false;
+    array_dyn_t<std::byte> vertices;
+    vertices.resize(size_t{record.vertex_stride} * record.vertex_count);
+    const interleaver_t fill(vertices.items(), record, writer.vertex_orders[i].items());
+    fill.copy<12>(*streams.position, record.position_offset);
+    fill.copy<12>(*streams.normal, record.normal_offset);
     if (streams.tangent)
-        fill.copy(*streams.tangent, record.tangent_offset);
+        fill.copy<16>(*streams.tangent, record.tangent_offset);
     fill.pack(*streams.colour, record.colour_offset, pack_colour);
     if (streams.factor)
         fill.pack(*streams.factor, record.factor_offset, pack_factors);
     for (uint32_t channel = 0; channel < record.uv_channel_count; ++channel)
-        fill.copy(*streams.uv[channel], record.uv_offset + 8 * channel);
-    if (record.bone_index_offset != kmg_absent)
-        fill.copy_influences();
-}
-
-} // namespace
-
-bool write_vertex_data(const kmg_writer_t &writer, const kix_piece_t &piece, const kmg_piece_t &record,
-                       const piece_info_t *info, file_t &destination) {
-    vertex_streams_t streams;
-    if (!find_streams(writer, piece, record, streams))
-        return false;
-    array_dyn_t<std::byte> vertices;
-    if (!vertices.resize(size_t{record.vertex_stride} * record.vertex_count))
-        return out_of_memory(writer.model);
-    fill_vertices(streams, record, interleaver_t(vertices.items(), record, info));
+        fill.copy<8>(*streams.uv[channel], record.uv_offset + 8 * channel);
+    if (writer.has_bones())
+        fill.copy_influences(writer.skin.influence_sets());
     return destination.write(vertices.items()) || write_failed(destination, "piece attributes");
 }
 
-bool write_index_data(const kmg_writer_t &writer, const kix_piece_t &piece, const piece_info_t *info,
-                      file_t &destination) {
+bool write_index_data(const kmg_writer_t &writer, size_t i, file_t &destination) {
+    const kix_piece_t &piece = *writer.piece_order[i];
     array_dyn_t<uint16_t> positions; // where each vertex of the piece went
-    if (!positions.resize(piece.vertex_count))
-        return out_of_memory(writer.model);
-    for (uint32_t i = 0; i < piece.vertex_count; ++i)
-        positions.data()[info ? info->vertex_order[i].source : i] = static_cast<uint16_t>(i);
+    positions.resize(piece.vertex_count);
+    const auto order = writer.vertex_orders[i].items();
+    for (uint32_t vertex = 0; vertex < piece.vertex_count; ++vertex)
+        positions[order.empty() ? vertex : order[vertex].source] = static_cast<uint16_t>(vertex);
 
     array_dyn_t<std::byte> indices;
     const auto triangles = piece.triangles->items_as<triangle_t>();
-    if (!indices.resize(triangles.size() * 3 * sizeof(uint16_t)))
-        return out_of_memory(writer.model);
+    indices.resize(triangles.size() * 3 * sizeof(uint16_t));
     std::byte *place = indices.data();
     for (const triangle_t &triangle : triangles) {
         for (const uint32_t corner : triangle.corners) {

@@ -1,21 +1,16 @@
 #include "tools/conv/kim2kmg/writer/kmg_writer.h"
 
 #include "tools/conv/kim2kmg/writer/bounds.h"
-#include "tools/conv/kim2kmg/writer/kmg_bones.h"
-#include "tools/conv/kim2kmg/writer/kmg_padding.h"
-#include "tools/conv/kim2kmg/writer/kmg_parts.h"
-#include "tools/conv/kim2kmg/writer/kmg_pieces.h"
-#include "tools/conv/kim2kmg/writer/kmg_vertex_data.h"
+#include "tools/conv/kim2kmg/writer/kmg_writer_steps.h"
 
 namespace kestrel {
 
 namespace {
 
-bool build_string_pool(kmg_writer_t &writer) {
+void build_string_pool(kmg_writer_t &writer) {
     for (const kim_locator_t *locator : writer.model.locators)
-        if (!locator->hookup.empty() && !writer.string_pool.add(locator->hookup.view()))
-            return out_of_memory(writer.model);
-    return true;
+        if (!locator->hookup.empty())
+            writer.string_pool.add(locator->hookup.view());
 }
 
 // The counts and the places of the sections before the vertex data.
@@ -44,7 +39,7 @@ bool build_header(kmg_writer_t &writer) {
     place(header.string_pool_offset, pool_size);
     place(header.vertex_data_offset, 0);
     header.string_pool_size = static_cast<uint32_t>(pool_size);
-    return fits || geometry_too_large(writer.model);
+    return fits || geometry_too_large(writer);
 }
 
 bool check_limits(const kmg_writer_t &writer) {
@@ -60,12 +55,13 @@ bool check_limits(const kmg_writer_t &writer) {
     return true;
 }
 
-bool size_records(kmg_writer_t &writer) {
+void size_records(kmg_writer_t &writer) {
     const kmg_header_t &header = writer.header;
-    return (writer.bones.resize(header.bone_count) && writer.parts.resize(header.part_count) &&
-            writer.locators.resize(header.locator_count) && writer.pieces.resize(header.piece_count) &&
-            writer.piece_infos.resize(header.piece_count)) ||
-           out_of_memory(writer.model);
+    writer.bones.resize(header.bone_count);
+    writer.parts.resize(header.part_count);
+    writer.locators.resize(header.locator_count);
+    writer.pieces.resize(header.piece_count);
+    writer.vertex_orders.resize(header.piece_count);
 }
 
 void build_bounds(kmg_writer_t &writer) {
@@ -77,8 +73,10 @@ void build_bounds(kmg_writer_t &writer) {
 }
 
 bool build(kmg_writer_t &writer) {
-    if (!build_string_pool(writer) || !build_header(writer) || !check_limits(writer) || !size_records(writer))
+    build_string_pool(writer);
+    if (!build_header(writer) || !check_limits(writer))
         return false;
+    size_records(writer);
     if (!build_bones(writer) || !build_locators(writer) || !build_parts(writer))
         return false;
     build_bounds(writer);
@@ -90,18 +88,16 @@ bool build(kmg_writer_t &writer) {
 }
 
 template <class R>
-bool write_records(const kmg_writer_t &writer, std::span<const R> records, const char *section,
-                   file_t &destination) {
+bool write_records(std::span<const R> records, const char *section, file_t &destination) {
     array_dyn_t<std::byte> bytes;
-    if (!bytes.resize(records.size() * R::size))
-        return out_of_memory(writer.model);
+    bytes.resize(records.size() * R::size);
     for (size_t i = 0; i < records.size(); ++i)
         pack(records[i], bytes.items().subspan(i * R::size).template first<R::size>());
     return destination.write(bytes.items()) || write_failed(destination, section);
 }
 
 bool write_string_pool(const kmg_writer_t &writer, file_t &destination) {
-    for (const std::string_view text : writer.string_pool.texts())
+    for (const auto &[text, offset] : writer.string_pool.texts())
         // With the NUL that follows each text where it comes from.
         if (!destination.write(std::as_bytes(std::span(text.data(), text.size() + 1))))
             return write_failed(destination, "string pool data");
@@ -110,27 +106,44 @@ bool write_string_pool(const kmg_writer_t &writer, file_t &destination) {
 
 bool write_pieces(const kmg_writer_t &writer, file_t &destination) {
     const size_t count = writer.piece_order.size();
-    const auto info_of = [&](size_t i) { return writer.has_bones() ? &writer.piece_infos[i] : nullptr; };
     for (size_t i = 0; i < count; ++i)
-        if (!write_vertex_data(writer, *writer.piece_order[i], writer.pieces[i], info_of(i), destination))
+        if (!write_vertex_data(writer, i, destination))
             return false;
     for (size_t i = 0; i < count; ++i)
-        if (!write_index_data(writer, *writer.piece_order[i], info_of(i), destination))
+        if (!write_index_data(writer, i, destination))
             return false;
     return true;
 }
 
 bool write(const kmg_writer_t &writer, file_t &destination) {
     const std::span<const kmg_header_t> header(&writer.header, 1);
-    return write_records(writer, header, "header", destination) &&
-           write_records(writer, writer.bones.items(), "bone data", destination) &&
-           write_records(writer, writer.parts.items(), "parts data", destination) &&
-           write_records(writer, writer.locators.items(), "locators data", destination) &&
-           write_records(writer, writer.pieces.items(), "piece data", destination) &&
+    return write_records(header, "header", destination) &&
+           write_records(writer.bones.items(), "bone data", destination) &&
+           write_records(writer.parts.items(), "parts data", destination) &&
+           write_records(writer.locators.items(), "locators data", destination) &&
+           write_records(writer.pieces.items(), "piece data", destination) &&
            write_string_pool(writer, destination) && write_pieces(writer, destination);
 }
 
 } // namespace
+
+bool write_padding(uint64_t bytes, file_t &destination) {
+    static constexpr std::byte zeros[kmg_section_alignment]{};
+    if (destination.write(std::span(zeros).first(aligned_section_size(bytes) - bytes)))
+        return true;
+    msg_error("[kim2kmg] %s: Failed to write the padding.", display_name_of(&destination).c_str());
+    return false;
+}
+
+bool geometry_too_large(const kmg_writer_t &writer) {
+    msg_error("[kim2kmg] %s: the geometry takes more than 4 GiB", writer.source_name());
+    return false;
+}
+
+bool write_failed(const file_t &destination, const char *what) {
+    msg_error("[kim2kmg] %s: error writing %s", display_name_of(&destination).c_str(), what);
+    return false;
+}
 
 bool kmg_write(const kim_t &model, const kis_t *skeleton, bool tangents, file_t &destination) {
     kmg_writer_t writer{model, skeleton, tangents};

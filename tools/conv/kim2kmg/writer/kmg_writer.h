@@ -5,7 +5,7 @@
 // Contract: model and skeleton are only read; a skeleton must have its bones. The file is written at the
 // destination's offset. False: one or more errors have been reported and what the destination holds is to be
 // thrown away. Everything that can be wrong with a model but the formats of its vertex streams is found
-// before the first byte is written.
+// before the first byte is written. Throws std::bad_alloc.
 
 #include "kcore/ufs/file.h"
 #include "tools/conv/intermediate/kim_model.h"

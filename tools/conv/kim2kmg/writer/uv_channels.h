@@ -3,11 +3,10 @@
 // Which UV channels a piece has and which texture coordinate slots they feed.
 //
 // Channels are the streams "_UV0", "_UV1" and so on without a gap. A channel without aliases feeds the slot
-// of its own number; one with aliases feeds the slots that they name ("_TEXCOORD0" to "_TEXCOORD7" or "_UV0"
-// to
-// "_UV7") and no other.
+// of its own number; one with aliases feeds the slots that they name, "_TEXCOORD0" to "_TEXCOORD7" or "_UV0"
+// to "_UV7", and no other.
 
-#include "tools/conv/intermediate/kix_model.h"
+#include "tools/conv/intermediate/kim_model.h"
 #include "tools/kmg/kmg_format.h"
 
 namespace kestrel {

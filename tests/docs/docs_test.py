@@ -1,0 +1,69 @@
+"""What the documentation shows is so: its examples convert, and docs/messages.md lists the messages that the code has.
+
+    python3 tests/docs/docs_test.py KIM2KMG TREE
+"""
+
+import pathlib
+import re
+import shutil
+import subprocess
+import sys
+import tempfile
+
+program, tree = map(pathlib.Path, sys.argv[1:3])
+# Nothing of these is linked into the converter.
+NOT_CONVERTER = ("kcore/units/", "kcore/mounts/")
+
+
+def texts_of(source):
+    """String literals of a source, those that stand side by side joined."""
+    code = re.sub(r"//[^\n]*", "", source)
+    for group in re.finditer(r'(?:"(?:\\.|[^"\\\n])*"\s*)+', code):
+        yield "".join(re.findall(r'"((?:\\.|[^"\\\n])*)"', group[0])).replace('\\"', '"')
+
+
+def messages_in_code():
+    """What reads like a sentence to the user; not the usage text, whose lines the manual page repeats."""
+    for folder in ("kcore", "tools/conv"):
+        for path in sorted((tree / folder).rglob("*.[ch]*")):
+            if path.relative_to(tree).as_posix().startswith(NOT_CONVERTER):
+                continue
+            for text in texts_of(path.read_text()):
+                if re.search(r"[a-z]{3,}\W* \W*[a-z%]", text) and not text.startswith("Usage:"):
+                    yield text
+
+
+def check_messages():
+    listed = set(re.findall(r"^\| `(.*?)` \|", (tree / "docs/messages.md").read_text().replace("\\|", "|"), re.M))
+    existing = set(messages_in_code())
+    missing, gone = existing - listed, listed - existing
+    assert not missing, "docs/messages.md lacks:\n" + "\n".join(sorted(missing))
+    assert not gone, "docs/messages.md lists what the code has not:\n" + "\n".join(sorted(gone))
+
+
+def blocks(page, language):
+    return re.findall(rf"```{language}\n(.*?)```", (tree / page).read_text(), re.S)
+
+
+def check_examples():
+    """The models of README and docs/formats.md, each under the name that its header gives."""
+    with tempfile.TemporaryDirectory() as base:
+        base = pathlib.Path(base)
+        (base / "bin/linux_x64").mkdir(parents=True)
+        (base / "art").mkdir()
+        shutil.copy(program, base / "bin/linux_x64/kim2kmg")
+        names = []
+        for page in ("README.md", "docs/formats.md"):
+            for language in ("kim", "kis"):
+                for text in blocks(page, language):
+                    name = re.search(r'Name: "(\w+)"', text)[1]
+                    (base / "art" / f"{name}.{language}").write_text(text)
+                    names += [f"/{name}.kim"] * (language == "kim")
+        assert len(names) >= 2, names
+        run = subprocess.run([base / "bin/linux_x64/kim2kmg", *names, "-root", "art"], capture_output=True, text=True)
+        assert run.returncode == 0 and not run.stderr, run.stderr
+
+
+for check in (check_messages, check_examples):
+    check()
+    print("ok", check.__name__)

@@ -1,1 +1,0 @@
-"""Random files and command lines, the same again for the same seed."""
