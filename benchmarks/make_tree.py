@@ -1,15 +1,16 @@
-"""Makes a tree of 20,000 models out of the samples: bushes, every tenth a car, every two-hundredth skinned.
+"""Makes a tree of models out of the samples: bushes, every tenth a car, every two-hundredth skinned.
 
-    make_tree.py SAMPLES FOLDER
+    make_tree.py SAMPLES FOLDER [DISTRICTS]
 
-200 folders of 100 models; skinned ones have a skeleton of their own beside them. About a gigabyte. A tree that is there
-already is left alone.
+A district is 1000 models in 10 folders, about 55 MB; there are 20 if nothing else is said. Skinned models have a
+skeleton of their own beside them. A tree that is there already is left alone.
 """
 
 import pathlib
 import sys
 
 samples, tree = map(pathlib.Path, sys.argv[1:3])
+districts = int(sys.argv[3]) if len(sys.argv) > 3 else 20
 if (tree / "done").exists():
     sys.exit()
 
@@ -19,7 +20,7 @@ actors = [(path.stem, path.read_bytes(), path.with_suffix(".kis").read_bytes())
           for path in sorted((samples / "model/actor").glob("*.kim"))]
 
 number = 0
-for district in range(20):
+for district in range(districts):
     for street in range(10):
         folder = tree / f"model/district_{district:02}/street_{street}"
         folder.mkdir(parents=True, exist_ok=True)

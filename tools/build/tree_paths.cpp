@@ -1,8 +1,8 @@
 #include "tools/build/tree_paths.h"
 
-#include "kcore/core/base_directory.h"
-#include "kcore/core/platform/executable_path.h"
-#include "kcore/strings/string_local.h"
+#include "kcore/core/core.h"
+#include "kcore/core/platform/process.h"
+#include "kcore/strings/string.h"
 #include "tools/build/console.h"
 #include "tools/build/platform/files.h"
 
