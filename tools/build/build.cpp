@@ -261,6 +261,8 @@ build_status_t build_t::write_depfile() {
         return build_could_not_run;
     }
     const std::string &model = request_.models[0];
+    if (const size_t slash = settings_.depfile.rfind('/'); slash != std::string::npos && slash > 0)
+        make_folders(settings_.depfile.substr(0, slash));
     const auto error = replace_file(settings_.depfile, depfile(paths_, find_edge(paths_, model, {})));
     if (error)
         say_error(settings_.depfile + " cannot be written", error);
