@@ -57,6 +57,14 @@ bool build_t::select() {
     return true;
 }
 
+bool build_t::is_selected(std::string_view model) const {
+    if (!request_.share.holds(model))
+        return false;
+    const auto is_above = [&](const std::string &folder) { return model.starts_with(folder + "/"); };
+    return std::any_of(request_.folders.begin(), request_.folders.end(), is_above) ||
+           std::find(request_.models.begin(), request_.models.end(), model) != request_.models.end();
+}
+
 namespace {
 
 // Collects what one process writes.

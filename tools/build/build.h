@@ -62,6 +62,7 @@ class build_t {
     };
 
     bool select();
+    bool is_selected(std::string_view model) const;
     bool find_converter();
     bool lock();
     bool take_lock(file_lock_t &lock, const std::string &name, lock_kind_t kind);

@@ -18,6 +18,7 @@ void put_output(std::string_view text) {
 void put_errors(std::string_view text) {
     clear_progress();
     std::fwrite(text.data(), 1, text.size(), stderr);
+    std::fflush(stderr);
 }
 
 static void say_line(std::string_view kind, std::string_view text) {
@@ -50,6 +51,7 @@ void show_progress(const std::string &line) {
         return;
     const std::string shown = line.substr(0, terminal_columns() - 1);
     std::fprintf(stderr, "\r%s\x1b[K", shown.c_str());
+    std::fflush(stderr);
     progress_is_shown = true;
 }
 
@@ -57,6 +59,7 @@ void clear_progress() {
     if (progress_is_shown)
         std::fputs("\r\x1b[K", stderr);
     progress_is_shown = false;
+    std::fflush(stderr);
 }
 
 std::string printable(std::string_view name) {

@@ -1,6 +1,8 @@
 // kimbuild: the command line.
 
+#include "kcore/core/platform/process.h"
 #include "tools/build/build.h"
+#include "tools/build/console.h"
 #include "tools/kmg/command_line.h"
 
 #include <charconv>
@@ -53,7 +55,6 @@ void add_options(command_line_t &command_line, build_settings_t &settings) {
         ->check(CLI::Range(1, 1024));
     command_line.add_flag("--stop-at-first", settings.stop_at_first, "stop at the first model that fails");
     command_line.add_flag("--prune", settings.prune, "remove outputs whose source is gone");
-    command_line.add_flag("-w,--watch", settings.watch, "stay, and convert what is saved");
     command_line.add_flag("-v,--verbose", settings.verbose, "show the converter's information lines, too");
     command_line.add_option("--json", settings.json, "write a report for machines")->type_name("FILE");
     command_line
@@ -65,6 +66,10 @@ void add_options(command_line_t &command_line, build_settings_t &settings) {
             },
             "take the I-th of N stable parts of all models")
         ->type_name("I/N");
+    auto *const watch =
+        command_line.add_flag("-w,--watch", settings.watch, "stay, and convert what is saved");
+    for (const char *other : {"--dry-run", "--explain", "--force", "--stop-at-first", "--prune", "--json"})
+        watch->excludes(other);
     command_line.add_flag("--no-wait", settings.no_wait, "end when another kimbuild is at work on the tree");
     command_line.add_option("--ninja", settings.ninja_file, "only write a Ninja file of all models")
         ->type_name("FILE");
@@ -83,8 +88,14 @@ int main(int argument_count, char **arguments) {
     add_options(command_line, settings);
     if (const auto status = command_line.parse(argument_count, arguments))
         return *status;
+    secure_standard_streams();
     const auto stop = make_stop_wish();
-    const build_status_t status = build_t(settings, *stop).run();
+    build_status_t status = build_could_not_run;
+    try {
+        status = build_t(settings, *stop).run();
+    } catch (const std::bad_alloc &) {
+        say_error("memory exhausted");
+    }
     stop->obey();
     return status;
 }

@@ -5,6 +5,7 @@
 
 namespace kestrel {
 
+static constexpr size_t longest_record = 1 << 16;
 static constexpr std::string_view line_end = "\r\n";
 static constexpr std::string_view version_mark = "version:";
 
@@ -28,7 +29,7 @@ std::optional<record_t> parse_record(std::string_view text) {
 
 std::optional<record_t> read_record(const std::string &path) {
     std::string text;
-    if (read_whole_file(path, text))
+    if (read_file_start(path, longest_record, text) || text.size() == longest_record)
         return std::nullopt;
     return parse_record(text);
 }

@@ -251,8 +251,12 @@ tree_t scan_tree(const tree_paths_t &paths, const scan_request_t &request) {
     for (unsigned i = 0; i < std::max(request.threads, 1u); ++i)
         scans.push_back(std::make_unique<folder_scan_t>(paths, request, queue));
     std::vector<std::thread> threads;
-    for (size_t i = 1; i < scans.size(); ++i)
-        threads.emplace_back([scan = scans[i].get()] { scan->run(); });
+    try {
+        for (size_t i = 1; i < scans.size(); ++i)
+            threads.emplace_back([scan = scans[i].get()] { scan->run(); });
+    } catch (const std::system_error &) {
+        // Those that could be started do it all.
+    }
     scans[0]->run();
     for (std::thread &thread : threads)
         thread.join();

@@ -6,6 +6,7 @@
 #include "tools/build/model_sources.h"
 
 #include <algorithm>
+#include <mutex>
 
 namespace kestrel {
 
@@ -81,7 +82,7 @@ bool build_t::look_at_changes(const folder_changes_t &changes, tree_t &tree) {
     for (const std::string &file : changes.files) {
         const std::string path = file.substr(paths_.sources.size());
         const std::string_view name = std::string_view(path).substr(path.rfind('/') + 1);
-        if (!is_model_name(name) || !request_.share.holds(path))
+        if (!is_model_name(name) || !is_selected(path))
             continue;
         if (model_t model = look_at_model(paths_, path); model.source.exists())
             put_into(tree, {std::move(model)});
@@ -114,10 +115,15 @@ build_status_t build_t::watch() {
         say_error("the system cannot watch folders", error);
         return build_could_not_run;
     }
+    std::mutex error_mutex;
     request_.on_folder = [&](const std::string &folder) {
-        if (const auto failed = watcher->add(folder))
-            say_error(printable(folder) + " cannot be watched", failed);
+        if (const auto failed = watcher->add(folder)) {
+            const std::lock_guard guard(error_mutex);
+            error = failed;
+        }
     };
+    for (const std::string &model : request_.models)
+        request_.on_folder(paths_.source(model.substr(0, model.rfind('/'))));
     tree_t tree;
     bool is_known = false;
     for (folder_changes_t changes; !stop_.came(); changes = watcher->wait(quiet_time)) {
@@ -141,6 +147,13 @@ build_status_t build_t::watch() {
             is_known = true;
         }
         unlock();
+        if (error) {
+            const bool is_limit = error == std::errc::no_space_on_device;
+            say_error("not all folders can be watched" +
+                          std::string(is_limit ? " (the system's limit is fs.inotify.max_user_watches)" : ""),
+                      error);
+            return build_could_not_run;
+        }
     }
     return build_good;
 }
