@@ -83,12 +83,14 @@ void conversions_t::wait_for_clock(std::span<const size_t> tasks) {
     for (const size_t t : tasks) {
         const model_t &model = tasks_[t].model;
         consider(model.source);
-        if (const seen_model_t *const seen = state_.find(model.path)) {
+        const seen_model_t *const seen = state_.find(model.path);
+        if (seen)
             for (const seen_source_t &source : seen->further)
                 consider(stamps_.of(source.path));
-        } else if (const std::string skeleton = skeleton_named_by(paths_, model.path); !skeleton.empty()) {
+        if (seen && seen->source == model.source)
+            continue;
+        if (const std::string skeleton = skeleton_named_by(paths_, model.path); !skeleton.empty())
             consider(stamps_.of(skeleton));
-        }
     }
     std::this_thread::sleep_for(std::chrono::nanoseconds(wait));
 }
