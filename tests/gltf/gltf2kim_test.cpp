@@ -106,7 +106,7 @@ TEST_F(gltf2kim, writes_over_nothing_but_models) {
                                                {"pete_gear.gltf", "hard.kim"},
                                                {"pete_gear.gltf", "folder.kim"},
                                                {"pete_gear.gltf", "null.kim"},
-                                               {"pete_gear.gltf", "pete_gear.bin/a.kim"},
+                                               {"pete_gear.gltf", "none/a.kim"},
                                                {"none.glb"},
                                                {"--numbers", "octal", "pete_gear.gltf"},
                                                {"--effects", "none.txt", "pete_gear.gltf"}}) {

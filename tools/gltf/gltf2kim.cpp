@@ -1,13 +1,10 @@
 // gltf2kim: turns glTF 2.0 into a text model, and a text skeleton when it is skinned, for the converter.
 
-#include "kcore/core/core.h"
 #include "kcore/messages/messages.h"
-#include "kcore/ufs/file_system.h"
 #include "tools/gltf/gltf_import.h"
 #include "tools/gltf/gltf_names.h"
 #include "tools/gltf/imported_model_text.h"
 #include "tools/kmg/command_line.h"
-#include "tools/kmg/file_bytes.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -25,8 +22,8 @@ constexpr const char *examples = R"(Examples:
   gltf2kim --effects effects.txt cab.glb  a line "MATERIAL EFFECT" for each
 
 Exit status: 0 when the files were written, 1 when the glTF file is broken or
-cannot be made a model of, 2 when a file cannot be read or written or the
-command line is wrong.
+cannot be made a model of, 2 when a file cannot be read or written, memory
+runs out or the command line is wrong.
 )";
 
 struct request_t {
@@ -100,40 +97,22 @@ bool may_be_written(const fs::path &output, std::span<const fs::path> inputs) {
             msg_error("%s: is a file that is read here and is not written over", output.c_str());
             return false;
         }
-    if (fs::exists(output, error) && !fs::is_regular_file(output, error)) {
-        msg_error("%s: is no regular file and is not replaced by one", output.c_str());
-        return false;
-    }
     return true;
 }
 
-// A text on its way into a file that appears when it is complete.
-class text_file_t {
-  public:
-    bool write(const fs::path &path, const auto &write_text) {
-        path_ = path;
-        file_ = file_system()->system_device.open(path.string(), fs_open_mode_t::atomic);
-        if (!file_) {
-            msg_error("%s: cannot be created", path.c_str());
-            return false;
-        }
-        text_writer_t out(
-            [&](std::string_view bytes) { return file_->write(std::as_bytes(std::span(bytes))); });
-        write_text(out);
-        if (!out.flush()) {
-            cancel();
-            msg_error("%s: cannot be written", path.c_str());
-            return false;
-        }
-        return true;
+std::unique_ptr<output_file_t> write_text(const fs::path &path, const imported_model_t &model,
+                                          const model_text_style_t &style, auto write) {
+    auto file = output_file_t::create(path.string());
+    if (file) {
+        text_writer_t out([&](std::string_view bytes) {
+            file->write(std::as_bytes(std::span(bytes)));
+            return true; // what fails shows when the file is committed
+        });
+        write(model, style, out);
+        out.flush();
     }
-    void cancel() { file_->cancel(); }
-    bool commit() { return file_->commit(); }
-
-  private:
-    fs::path path_;
-    std::unique_ptr<file_t> file_;
-};
+    return file;
+}
 
 // Both stand complete before either appears.
 bool write_files(const imported_model_t &model, const request_t &request) {
@@ -142,24 +121,15 @@ bool write_files(const imported_model_t &model, const request_t &request) {
     const model_text_style_t style{quotable(output.stem().string()), skeleton_path.filename().string(),
                                    request.numbers == "bits" ? number_style_t::bit_patterns
                                                              : number_style_t::shortest_decimals};
-    const bool skinned = !model.bones.empty();
-    if (skinned && quotable(style.skeleton) != style.skeleton) {
+    const auto model_file = write_text(output, model, style, write_model_text);
+    if (model.bones.empty())
+        return model_file && model_file->commit();
+    if (quotable(style.skeleton) != style.skeleton) {
         msg_error("%s: a model cannot name a skeleton like that", skeleton_path.c_str());
         return false;
     }
-    text_file_t model_file, skeleton_file;
-    if (!model_file.write(output, [&](text_writer_t &out) { write_model_text(model, style, out); }))
-        return false;
-    if (skinned && !skeleton_file.write(
-                       skeleton_path, [&](text_writer_t &out) { write_skeleton_text(model, style, out); })) {
-        model_file.cancel();
-        return false;
-    }
-    if (skinned && !skeleton_file.commit()) {
-        model_file.cancel();
-        return false;
-    }
-    return model_file.commit();
+    const auto skeleton_file = write_text(skeleton_path, model, style, write_skeleton_text);
+    return model_file && skeleton_file && skeleton_file->commit() && model_file->commit();
 }
 
 int convert(request_t &request) {
@@ -176,9 +146,6 @@ int convert(request_t &request) {
         model = import_gltf(source, request.options);
     } catch (const gltf_error_t &error) {
         msg_error("%s: %s", request.input.c_str(), error.what());
-        return status_found;
-    } catch (const std::bad_alloc &) {
-        msg_error("%s: there is not enough memory for what it asks for", request.input.c_str());
         return status_found;
     }
     for (const std::string &note : model.notes)
@@ -198,36 +165,31 @@ int convert(request_t &request) {
 
 int main(int argument_count, char **arguments) {
     using namespace kestrel;
-    request_t request;
-    gltf_import_options_t &options = request.options;
-    command_line_t command_line(
-        "gltf2kim", "Turns glTF 2.0 (.glb, .gltf) into a text model (.kim) and skeleton (.kis).", examples);
-    command_line.add_option("FILE", request.input, "glTF file")->required();
-    command_line.add_option("OUT", request.output,
-                            "what to write; FILE with the extension .kim when not given");
-    command_line.add_option("--effect", options.effect, "effect of the materials (\"default\")")
-        ->type_name("NAME");
-    command_line
-        .add_option("--effects", request.effects_file, "effects of materials by name; a line for each")
-        ->type_name("TABLE");
-    command_line
-        .add_option("--numbers", request.numbers, "how real numbers are written: bits or decimals (bits)")
-        ->check(CLI::IsMember({"bits", "decimals"}))
-        ->type_name("STYLE");
-    command_line.add_option("--scene", options.scene, "the scene to read, counted from 0")
-        ->type_name("NUMBER");
-    command_line.add_flag("--tangents", options.tangents, "compute tangents where there are none");
-    if (const auto status = command_line.parse(argument_count, arguments))
-        return *status;
-    if (request.output.empty())
-        request.output = std::filesystem::path(request.input).replace_extension(".kim").string();
-    core_initialize();
-    if (std::filesystem::path(request.output).extension() != ".kim") {
-        msg_error("%s: a text model's name ends in .kim", request.output.c_str());
-        core_shutdown();
-        return status_unreadable;
-    }
-    const int status = convert(request);
-    core_shutdown();
-    return status;
+    return run_tool("gltf2kim", [&]() -> int {
+        request_t request;
+        gltf_import_options_t &options = request.options;
+        command_line_t line("gltf2kim",
+                            "Turns glTF 2.0 (.glb, .gltf) into a text model (.kim) and skeleton (.kis).",
+                            examples);
+        line.add_option("FILE", request.input, "glTF file")->required();
+        line.add_option("OUT", request.output, "what to write; FILE with the extension .kim when not given");
+        line.add_option("--effect", options.effect, "effect of the materials (\"default\")")
+            ->type_name("NAME");
+        line.add_option("--effects", request.effects_file, "effects of materials by name; a line for each")
+            ->type_name("TABLE");
+        line.add_option("--numbers", request.numbers, "how real numbers are written: bits or decimals (bits)")
+            ->check(CLI::IsMember({"bits", "decimals"}))
+            ->type_name("STYLE");
+        line.add_option("--scene", options.scene, "the scene to read, counted from 0")->type_name("NUMBER");
+        line.add_flag("--tangents", options.tangents, "compute tangents where there are none");
+        if (const auto status = line.parse(argument_count, arguments))
+            return *status;
+        if (request.output.empty())
+            request.output = fs::path(request.input).replace_extension(".kim").string();
+        if (fs::path(request.output).extension() != ".kim") {
+            msg_error("%s: a text model's name ends in .kim", request.output.c_str());
+            return status_unreadable;
+        }
+        return convert(request);
+    });
 }

@@ -85,6 +85,7 @@ class gltf_importer_t {
     };
 
     std::optional<int> scene() const;
+    bool has_only_lines(int node) const;
     void find_bodies();
     std::vector<int> skins_used() const;
     void add_materials();
@@ -97,7 +98,7 @@ class gltf_importer_t {
     void add_locators();
     void add_notes();
 
-    bool has_mesh(int node) const { return nodes_[node].mesh >= 0; }
+    bool has_mesh(int node) const { return nodes_[node].mesh >= 0 && !has_only_lines(node); }
     bool is_body(int node) const { return bodies_[static_cast<size_t>(node)]; }
     bool is_top(int node) const { return nodes_.parent(node) == none; }
     matrix_t place_of(int node) const { return skeleton_ ? skeleton_->place_of(node) : nodes_.world(node); }
@@ -130,6 +131,16 @@ std::optional<int> gltf_importer_t::scene() const {
     return document_.scenes.empty() ? std::nullopt : std::optional(0);
 }
 
+// Such as kmg2glb draws at locators when asked to.
+bool gltf_importer_t::has_only_lines(int node) const {
+    const auto mesh = static_cast<size_t>(nodes_[node].mesh);
+    if (mesh >= document_.meshes.size())
+        return false;
+    const auto &primitives = document_.meshes[mesh].primitives;
+    return std::all_of(primitives.begin(), primitives.end(),
+                       [](const tinygltf::Primitive &each) { return !triangle_mode(each.mode); });
+}
+
 void gltf_importer_t::find_bodies() {
     std::set<int> joints;
     for (const tinygltf::Skin &skin : document_.skins)
@@ -138,7 +149,7 @@ void gltf_importer_t::find_bodies() {
     for (auto node = order_.rbegin(); node != order_.rend(); ++node) {
         const tinygltf::Node &found = nodes_[*node];
         const bool light = found.extensions.contains("KHR_lights_punctual");
-        if (found.mesh >= 0 || found.camera >= 0 || light || joints.contains(*node))
+        if (has_mesh(*node) || found.camera >= 0 || light || joints.contains(*node))
             bodies_[static_cast<size_t>(*node)] = true;
         if (is_body(*node) && !is_top(*node))
             bodies_[static_cast<size_t>(nodes_.parent(*node))] = true;
@@ -185,6 +196,8 @@ void gltf_importer_t::find_parts() {
     std::vector<int> homeless;
     for (const int node : order_) {
         int &part = part_of[static_cast<size_t>(node)];
+        if (nodes_[node].mesh >= 0 && !has_mesh(node))
+            other_modes_ += document_.meshes[static_cast<size_t>(nodes_[node].mesh)].primitives.size();
         if (!is_top(node))
             part = part_of[static_cast<size_t>(nodes_.parent(node))];
         if (has_mesh(node) || (is_top(node) && !is_body(node))) {

@@ -18,7 +18,7 @@ namespace kestrel {
 
 struct gltf_import_options_t {
     std::optional<int> scene = {}; // the file's own, or else the first, when not given
-    bool tangents = false;    // compute those that are missing
+    bool tangents = false;         // compute those that are missing
     std::string effect = "default";
     std::vector<std::pair<std::string, std::string>> effects = {}; // of materials by their names
     // Of vertices and of triangles, all instances together; a small file may ask for any number.

@@ -128,26 +128,25 @@ void hang_on_bone(uint32_t bone, model_piece_t &piece) {
 
 void order_for_converter(model_piece_t &piece) {
     struct place_t {
-        uint64_t vertex;
-        uint64_t set;
+        uint32_t vertex;
+        uint32_t set;
     };
     const auto &sets = piece.influence_sets;
     if (sets.empty() || !std::is_sorted(sets.begin(), sets.end()))
         return;
     std::vector<place_t> places;
     for (const uint32_t set : sets)
-        places.push_back({places.size(), set});
-    if (!sort_records(std::span(places), [](const place_t &a, const place_t &b) {
-            return a.set < b.set ? -1 : static_cast<int>(a.set > b.set);
-        }))
-        throw std::bad_alloc();
+        places.push_back({static_cast<uint32_t>(places.size()), set});
+    sort_records(std::span(places), [](const place_t &a, const place_t &b) {
+        return a.set < b.set ? -1 : static_cast<int>(a.set > b.set);
+    });
     std::vector<uint32_t> vertices(places.size());
     for (uint32_t i = 0; i < places.size(); ++i)
         vertices[places[i].vertex] = i;
     auto triangles = std::move(piece.triangles);
     for (triangle_corners_t &triangle : triangles)
         for (uint32_t &corner : triangle)
-            corner = static_cast<uint32_t>(places[corner].vertex);
+            corner = places[corner].vertex;
     piece = vertices_of(piece, vertices);
     piece.triangles = std::move(triangles);
 }
