@@ -105,20 +105,24 @@ def conversion_bars(stages: dict[str, float]) -> list[str]:
     return lines + ["```"]
 
 
+def replace_measured(document: Path, lines: list[str]) -> None:
+    """Puts the lines between the document's marks, and prints them."""
+    before, rest = document.read_text().split(BEGIN)
+    document.write_text(before + "\n".join([BEGIN, "", *lines, "", END]) + rest.split(END)[1])
+    print("\n".join(lines))
+
+
 def main() -> None:
     folder, source, document = (Path(argument) for argument in sys.argv[1:4])
     stages = read_stages(folder)
     commands = read_commands(folder / "commands.tsv")
     size = os.path.getsize(source)
-    measured = [BEGIN, "", f"On {processor_name()}, {os.cpu_count()} cores, input of {size / 1e6:.0f} MB.", ""]
+    measured = [f"On {processor_name()}, {os.cpu_count()} cores, input of {size / 1e6:.0f} MB.", ""]
     measured += targets(stages, commands, size) + [""]
     measured += command_table(commands) + [""]
     measured += ["A conversion of bit patterns with the vertex-cache pass, step by step:", "", *conversion_bars(stages), ""]
-    measured += ["Every stage, each measured alone:", "", *stage_bars(stages), "", END]
-    text = document.read_text()
-    before, rest = text.split(BEGIN)
-    document.write_text(before + "\n".join(measured) + rest.split(END)[1])
-    print("\n".join(measured[2:-1]))
+    measured += ["Every stage, each measured alone:", "", *stage_bars(stages)]
+    replace_measured(document, measured)
 
 
 if __name__ == "__main__":

@@ -25,7 +25,7 @@ install_npm() { command -v npm >/dev/null || install_packages nodejs npm; }
 
 build_packages=(g++ cmake ninja-build)
 inspector_packages=(libcli11-dev nlohmann-json3-dev libtinygltf-dev)
-test_packages=(libgtest-dev libgmock-dev python3)
+test_packages=(libgtest-dev libgmock-dev make python3)
 fuzz_packages=(clang libclang-rt-dev)
 benchmark_packages=(libbenchmark-dev libmeshoptimizer-dev)
 

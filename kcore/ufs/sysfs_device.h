@@ -30,7 +30,6 @@ class sysfs_device_t final : public fs_device_t {
     bool can_name(std::string_view path) const override;
     bool remove_file(std::string_view path) override;
     bool stat(std::string_view path, fs_stat_t &out) override;
-    bool can_name(std::string_view path) const override;
     bool create_directories(std::string_view path) override;
     bool remove_directory(std::string_view path) override;
     bool copy_file(std::string_view from, std::string_view to, bool overwrite) override;

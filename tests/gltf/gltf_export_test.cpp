@@ -23,40 +23,6 @@ std::string exported(const kmg_reader_t &file, std::string_view name, const gltf
     return glb;
 }
 
-matrix_t node_matrix(const json_t &node) {
-    matrix_t scale = identity_matrix, translation = identity_matrix;
-    matrix_t rotation = identity_matrix;
-    for (size_t i = 0; i < 3; ++i) {
-        if (node.contains("scale"))
-            scale.m[i][i] = node.at("scale").at(i);
-        if (node.contains("translation"))
-            translation.m[i][3] = node.at("translation").at(i);
-    }
-    if (node.contains("rotation")) {
-        const auto q = node.at("rotation").get<std::array<double, 4>>();
-        rotation = rotation_matrix({q[3], q[0], q[1], q[2]});
-    }
-    return translation * rotation * scale;
-}
-
-// From the root down to each node.
-std::vector<matrix_t> world_matrices(const json_t &gltf) {
-    const json_t &nodes = gltf.at("nodes");
-    std::vector<matrix_t> matrices(nodes.size(), identity_matrix);
-    std::vector<size_t> open = gltf.at("scenes").at(0).at("nodes");
-    for (const size_t root : open)
-        matrices[root] = node_matrix(nodes.at(root));
-    while (!open.empty()) {
-        const size_t node = open.back();
-        open.pop_back();
-        for (const size_t child : nodes.at(node).value("children", std::vector<size_t>{})) {
-            matrices[child] = matrices[node] * node_matrix(nodes.at(child));
-            open.push_back(child);
-        }
-    }
-    return matrices;
-}
-
 std::array<double, 3> transformed(const matrix_t &matrix, const kmg_float3_t &point) {
     std::array<double, 3> result;
     for (size_t r = 0; r < 3; ++r) {
