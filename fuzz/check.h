@@ -30,11 +30,16 @@ class message_counter_t final : public message_handler_t {
         message_system_t::stop();
     }
 
-    void handle(const message_t &message) override { errors_ += message.level == message_level_t::error; }
+    void handle(const message_t &message) override {
+        errors_ += message.level == message_level_t::error;
+        warnings_ += message.level == message_level_t::warning;
+    }
     size_t errors() const { return errors_; }
+    size_t warnings() const { return warnings_; }
 
   private:
     size_t errors_ = 0;
+    size_t warnings_ = 0;
 };
 
 } // namespace kestrel

@@ -21,6 +21,7 @@ void fuzz_conversion(fuzz_input_t input);
 // The bytes choose a model that is right in most of its counts, and the options.
 void fuzz_generated_conversion(fuzz_input_t input);
 void fuzz_geometry_file(fuzz_input_t input);
+void fuzz_gltf_import(fuzz_input_t input);
 
 struct fuzz_target_t {
     const char *name; // of its corpus folder, too
@@ -34,6 +35,7 @@ inline constexpr fuzz_target_t fuzz_targets[] = {
     {"conversion", fuzz_conversion},
     {"generated_conversion", fuzz_generated_conversion},
     {"geometry_file", fuzz_geometry_file},
+    {"gltf_import", fuzz_gltf_import},
 };
 
 } // namespace kestrel

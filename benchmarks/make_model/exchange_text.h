@@ -3,7 +3,7 @@
 // The grid in the text formats that other converters read, with the same numbers: Wavefront OBJ and OGRE XML.
 
 #include "benchmarks/make_model/grid.h"
-#include "benchmarks/make_model/text_writer.h"
+#include "tools/kim_text/text_writer.h"
 
 namespace kestrel {
 

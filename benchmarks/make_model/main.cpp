@@ -1,7 +1,7 @@
 // make_model: writes a valid model of any size, for measuring.
 
 #include "benchmarks/make_model/exchange_text.h"
-#include "benchmarks/make_model/model_text.h"
+#include "benchmarks/make_model/grid_text.h"
 
 #include <charconv>
 #include <cstring>
@@ -48,13 +48,18 @@ bool read_choice(std::string_view text, std::initializer_list<std::string_view> 
     return false;
 }
 
+bool read_numbers(std::string_view value, number_style_t &style) {
+    style = value == "bits" ? number_style_t::bit_patterns : number_style_t::six_decimals;
+    return value == "bits" || value == "decimals";
+}
+
 bool read_option(std::string_view option, std::string_view value, request_t &request) {
     if (option == "-vertices")
         return read_number(value, request.vertices);
     if (option == "-pieces")
         return read_number(value, request.pieces);
     if (option == "-numbers")
-        return read_choice(value, {"bits", "decimals"}, request.style.numbers);
+        return read_numbers(value, request.style.numbers);
     if (option == "-skin")
         return read_choice(value, {"none", "model", "pieces"}, request.style.skin);
     if (option == "-bones")
@@ -75,7 +80,9 @@ bool read_command_line(std::span<char *const> arguments, request_t &request) {
 template <class write_t>
 bool write_file(const std::filesystem::path &path, write_t write) {
     std::FILE *const file = std::fopen(path.c_str(), "wb");
-    text_writer_t out(file);
+    text_writer_t out([file](std::string_view bytes) {
+        return std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
+    });
     if (file)
         write(out);
     const bool written = file && out.flush();

@@ -21,7 +21,7 @@ namespace {
 std::string grid_text(uint64_t vertices, const model_style_t &style) {
     text_writer_t out;
     write_model(*grid_t::plan(vertices, 0), style, out);
-    return out.buffer();
+    return std::string(out.buffer());
 }
 
 std::string sample_text() {
@@ -36,7 +36,7 @@ std::string make_text(input_t input) {
     case input_t::bit_patterns:
         return grid_text(grid_vertices, {});
     case input_t::decimals:
-        return grid_text(grid_vertices, {.numbers = number_style_t::decimals});
+        return grid_text(grid_vertices, {.numbers = number_style_t::six_decimals});
     case input_t::skinned:
         return grid_text(skinned_grid_vertices, {.skin = skin_style_t::model});
     case input_t::piece_skinned:
@@ -80,7 +80,7 @@ std::string_view flat_decimals() {
                 }
             }
         }
-        return out.buffer();
+        return std::string(out.buffer());
     }();
     return text;
 }
@@ -92,7 +92,7 @@ parsed_model_t::parsed_model_t(input_t input) : model(parse_model_text(text_of(i
         return;
     text_writer_t out;
     write_skeleton(model_style_t().bones, out);
-    const std::string text = with_padding(out.buffer());
+    const std::string text = with_padding(std::string(out.buffer()));
     skeleton = parse_skeleton_text(std::string_view(text).substr(0, out.buffer().size()), "grid.kis", owners);
     if (!skeleton)
         give_up("the skeleton does not parse");

@@ -2,7 +2,7 @@
 
 // What the stages are measured on: grids as text, and models parsed from them.
 
-#include "benchmarks/make_model/model_text.h"
+#include "benchmarks/make_model/grid_text.h"
 #include "tools/conv/intermediate/kim_model.h"
 #include "tools/conv/intermediate/kis_model.h"
 

@@ -1,6 +1,6 @@
 #include "kcore/collections/array.h"
 
-#include "kcore/messages/fatal.h"
+#include "kcore/messages/messages.h"
 
 namespace kestrel {
 

@@ -1,9 +1,7 @@
 #pragma once
 
-// Growable arrays of the core library.
-//
-// array_t<T> is what code that fills an array takes as an argument; array_dyn_t<T> keeps its elements on the
-// heap, array_local_t<T, N> inside itself. An array owns its elements and is never copied by accident.
+// The arrays of the core library: array_dyn_t<T> keeps its elements on the heap and grows, array_local_t<T,
+// N> keeps up to N inside itself. An array owns its elements and is never copied by accident.
 //
 // Contract: whatever may grow an array_dyn_t throws std::bad_alloc when the memory cannot be had, or when its
 // size in bytes would overflow; an array_local_t that is full gives false. Either way the array stays as it
@@ -31,6 +29,7 @@ namespace kestrel {
 // throws std::bad_alloc when its size in bytes would overflow.
 size_t grown_capacity(size_t current, size_t wanted, size_t element_size);
 
+// What both have.
 template <class T>
 class array_t {
   public:
@@ -61,54 +60,6 @@ class array_t {
         return static_cast<size_t>(pointer - data_);
     }
 
-    bool reserve(size_t wanted) {
-        return wanted <= capacity_ || grow_to(wanted);
-    }
-
-    template <class... A>
-    bool emplace_back(A &&...arguments) {
-        if (size_ == capacity_)
-            return emplace_grown(std::forward<A>(arguments)...);
-        new (data_ + size_) T(std::forward<A>(arguments)...);
-        ++size_;
-        return true;
-    }
-    bool push_back(const T &item) { return emplace_back(item); }
-    bool push_back(T &&item) { return emplace_back(std::move(item)); }
-
-    // The items may be some of this array's own.
-    bool append(std::span<const T> items) {
-        static_assert(std::is_trivially_copyable_v<T>);
-        if (items.empty())
-            return true;
-        const bool own = items.data() >= data_ && items.data() < data_ + size_;
-        const size_t first = own ? static_cast<size_t>(items.data() - data_) : 0;
-        if (!reserve(size_ + items.size()))
-            return false;
-        std::memcpy(data_ + size_, own ? data_ + first : items.data(), items.size() * sizeof(T));
-        size_ += items.size();
-        return true;
-    }
-
-    // New elements are value-initialised (zero for plain records).
-    bool resize(size_t wanted) {
-        if (!reserve(wanted))
-            return false;
-        shrink(wanted);
-        for (; size_ < wanted; ++size_)
-            new (data_ + size_) T();
-        return true;
-    }
-    // New elements are copies of the value, which must not be one of this array's own.
-    bool resize(size_t wanted, const T &value) {
-        if (!reserve(wanted))
-            return false;
-        shrink(wanted);
-        for (; size_ < wanted; ++size_)
-            new (data_ + size_) T(value);
-        return true;
-    }
-
     void shrink(size_t wanted) {
         while (size_ > wanted)
             data_[--size_].~T();
@@ -136,9 +87,6 @@ class array_t {
     array_t() = default;
     ~array_t() = default; // never destroyed through the base
 
-    // Moves the elements into storage for at least `wanted` elements.
-    virtual bool grow_to(size_t wanted) = 0;
-
     size_t checked(size_t index) const {
         if (index >= size_) [[unlikely]]
             fail_index_check(index, size_);
@@ -148,25 +96,16 @@ class array_t {
     T *data_ = nullptr;
     size_t size_ = 0;
     size_t capacity_ = 0;
-
-  private:
-    // The arguments may refer into the old storage, so the element is made before that goes.
-    template <class... A>
-    bool emplace_grown(A &&...arguments) {
-        T item(std::forward<A>(arguments)...);
-        if (!reserve(size_ + 1))
-            return false;
-        new (data_ + size_) T(std::move(item));
-        ++size_;
-        return true;
-    }
 };
 
 template <class T>
 class array_dyn_t final : public array_t<T> {
     static_assert(alignof(T) <= alignof(std::max_align_t));
+    using array_t<T>::data_, array_t<T>::size_, array_t<T>::capacity_;
 
   public:
+    using array_t<T>::clear, array_t<T>::shrink;
+
     array_dyn_t() = default;
     array_dyn_t(array_dyn_t &&other) noexcept { take(other); }
     array_dyn_t &operator=(array_dyn_t &&other) noexcept {
@@ -178,55 +117,119 @@ class array_dyn_t final : public array_t<T> {
     }
     ~array_dyn_t() { release(); }
 
+    void reserve(size_t wanted) {
+        if (wanted > capacity_)
+            grow_to(wanted);
+    }
+
+    template <class... A>
+    void emplace_back(A &&...arguments) {
+        if (size_ == capacity_)
+            return emplace_grown(std::forward<A>(arguments)...);
+        new (data_ + size_) T(std::forward<A>(arguments)...);
+        ++size_;
+    }
+    void push_back(const T &item) { emplace_back(item); }
+    void push_back(T &&item) { emplace_back(std::move(item)); }
+
+    // The items may be some of this array's own.
+    void append(std::span<const T> items) {
+        static_assert(std::is_trivially_copyable_v<T>);
+        if (items.empty())
+            return;
+        const bool own = items.data() >= data_ && items.data() < data_ + size_;
+        const size_t first = own ? static_cast<size_t>(items.data() - data_) : 0;
+        reserve(size_ + items.size());
+        std::memcpy(data_ + size_, own ? data_ + first : items.data(), items.size() * sizeof(T));
+        size_ += items.size();
+    }
+
+    // New elements are value-initialised (zero for plain records).
+    void resize(size_t wanted) {
+        reserve(wanted);
+        shrink(wanted);
+        for (; size_ < wanted; ++size_)
+            new (data_ + size_) T();
+    }
+    // New elements are copies of the value, which must not be one of this array's own.
+    void resize(size_t wanted, const T &value) {
+        reserve(wanted);
+        shrink(wanted);
+        for (; size_ < wanted; ++size_)
+            new (data_ + size_) T(value);
+    }
+
     void release() {
-        this->clear();
-        std::free(this->data_);
-        this->data_ = nullptr;
-        this->capacity_ = 0;
+        clear();
+        std::free(data_);
+        data_ = nullptr;
+        capacity_ = 0;
     }
 
   private:
     void take(array_dyn_t &other) {
-        this->data_ = std::exchange(other.data_, nullptr);
-        this->size_ = std::exchange(other.size_, 0);
-        this->capacity_ = std::exchange(other.capacity_, 0);
+        data_ = std::exchange(other.data_, nullptr);
+        size_ = std::exchange(other.size_, 0);
+        capacity_ = std::exchange(other.capacity_, 0);
     }
 
-    bool grow_to(size_t wanted) override {
-        const size_t capacity = grown_capacity(this->capacity_, wanted, sizeof(T));
+    // The arguments may refer into the old storage, so the element is made before that goes.
+    template <class... A>
+    void emplace_grown(A &&...arguments) {
+        T item(std::forward<A>(arguments)...);
+        grow_to(size_ + 1);
+        new (data_ + size_) T(std::move(item));
+        ++size_;
+    }
+
+    // Moves the elements into storage for at least `wanted` elements.
+    void grow_to(size_t wanted) {
+        const size_t capacity = grown_capacity(capacity_, wanted, sizeof(T));
         if constexpr (std::is_trivially_copyable_v<T>) {
-            void *grown = std::realloc(static_cast<void *>(this->data_), capacity * sizeof(T));
+            void *grown = std::realloc(static_cast<void *>(data_), capacity * sizeof(T));
             if (!grown)
                 throw std::bad_alloc();
-            this->data_ = static_cast<T *>(grown);
+            data_ = static_cast<T *>(grown);
         } else {
             T *grown = static_cast<T *>(std::malloc(capacity * sizeof(T)));
             if (!grown)
                 throw std::bad_alloc();
-            for (size_t i = 0; i < this->size_; ++i) {
-                new (grown + i) T(std::move(this->data_[i]));
-                this->data_[i].~T();
+            for (size_t i = 0; i < size_; ++i) {
+                new (grown + i) T(std::move(data_[i]));
+                data_[i].~T();
             }
-            std::free(this->data_);
-            this->data_ = grown;
+            std::free(data_);
+            data_ = grown;
         }
-        this->capacity_ = capacity;
-        return true;
+        capacity_ = capacity;
     }
 };
 
 template <class T, size_t N>
 class array_local_t final : public array_t<T> {
+    using array_t<T>::data_, array_t<T>::size_, array_t<T>::capacity_;
+
   public:
+    using array_t<T>::clear;
+
     array_local_t() {
-        this->data_ = reinterpret_cast<T *>(storage_);
-        this->capacity_ = N;
+        data_ = reinterpret_cast<T *>(storage_);
+        capacity_ = N;
     }
-    ~array_local_t() { this->clear(); }
+    ~array_local_t() { clear(); }
+
+    template <class... A>
+    bool emplace_back(A &&...arguments) {
+        if (size_ == N)
+            return false;
+        new (data_ + size_) T(std::forward<A>(arguments)...);
+        ++size_;
+        return true;
+    }
+    bool push_back(const T &item) { return emplace_back(item); }
+    bool push_back(T &&item) { return emplace_back(std::move(item)); }
 
   private:
-    bool grow_to(size_t) override { return false; }
-
     alignas(T) std::byte storage_[N * sizeof(T)];
 };
 

@@ -2,7 +2,7 @@
 
 // Start and stop of the core library, and where its program lies.
 
-#include "kcore/strings/mstring.h"
+#include "kcore/strings/string.h"
 
 namespace kestrel {
 

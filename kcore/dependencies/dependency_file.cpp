@@ -126,7 +126,8 @@ bool read_dependency_file(rcfs_device_t &device, dependency_record_t &record, st
     if (!file)
         return false;
     array_dyn_t<char> text;
-    if (!text.resize(file->get_size()) || !file->read(std::as_writable_bytes(text.items()))) {
+    text.resize(file->get_size());
+    if (!file->read(std::as_writable_bytes(text.items()))) {
         msg_error("Error reading dependency file '%s'.", string_dyn_t(output_path).c_str());
         return false;
     }

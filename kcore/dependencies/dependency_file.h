@@ -11,7 +11,7 @@
 // Paths are written byte for byte, without quoting: one that holds a blank is not read back whole.
 
 #include "kcore/collections/array.h"
-#include "kcore/strings/string_dyn.h"
+#include "kcore/strings/string.h"
 #include "kcore/ufs/rcfs_device.h"
 
 #include <span>

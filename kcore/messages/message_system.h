@@ -9,8 +9,7 @@
 
 #include "kcore/collections/array.h"
 #include "kcore/messages/messages.h"
-#include "kcore/strings/string_dyn.h"
-#include "kcore/strings/string_local.h"
+#include "kcore/strings/string.h"
 
 #include <mutex>
 

@@ -6,7 +6,7 @@
 // are 1 to 10, letters of either case 11 to 36, "_" is 37, and 0 ends the name. Letter case is not kept. The
 // largest value lies below 2^63; bit 63 never carries a name.
 
-#include "kcore/strings/mstring.h"
+#include "kcore/strings/string.h"
 
 #include <optional>
 

@@ -6,7 +6,7 @@
 // the valid rest is still converted.
 
 #include "kcore/collections/array.h"
-#include "kcore/strings/mstring.h"
+#include "kcore/strings/string.h"
 
 #include <optional>
 

@@ -1,4 +1,3 @@
-#include "kcore/messages/fatal.h"
 #include "kcore/messages/messages.h"
 #include "kcore/ufs/file.h"
 #include "kcore/ufs/io_pump.h"

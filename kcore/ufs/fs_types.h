@@ -4,8 +4,7 @@
 // failed.
 
 #include "kcore/collections/array.h"
-#include "kcore/strings/string_dyn.h"
-#include "kcore/strings/string_local.h"
+#include "kcore/strings/string.h"
 
 #include <cstdint>
 #include <limits>

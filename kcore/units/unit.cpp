@@ -1,7 +1,7 @@
 #include "kcore/units/unit.h"
 
 #include "kcore/messages/messages.h"
-#include "kcore/strings/string_local.h"
+#include "kcore/strings/string.h"
 #include "kcore/units/unit_values.h"
 
 #include <mutex>

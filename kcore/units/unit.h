@@ -8,7 +8,7 @@
 // down (destroy) empties its attributes and ends its life, though not its memory: links to it find it no
 // longer live. Counting and naming are safe from several threads; the attributes are one thread's at a time.
 
-#include "kcore/strings/mstring.h"
+#include "kcore/strings/string.h"
 #include "kcore/units/unit_class.h"
 
 #include <atomic>

@@ -7,7 +7,7 @@
 // Reading names shares the tables, adding and releasing has them alone.
 
 #include "kcore/collections/array.h"
-#include "kcore/strings/string_local.h"
+#include "kcore/strings/string.h"
 #include "kcore/strings/token.h"
 #include "kcore/units/unit.h"
 

@@ -28,7 +28,7 @@
 // nothing when the program starts.
 
 #include "kcore/collections/array.h"
-#include "kcore/strings/string_dyn.h"
+#include "kcore/strings/string.h"
 #include "kcore/strings/token.h"
 #include "kcore/units/unit.h"
 #include "kcore/units/unit_registry.h"

@@ -50,8 +50,8 @@ constexpr option_flags_t all_passes{.tangent = true,
                                     .merge_part_pieces = true,
                                     .optimize_for_vertex_cache = true};
 
-// One run over one file, the resource device included, whose n-th allocation fails; ends the process with what
-// became of it.
+// One run over one file, the resource device included, whose n-th allocation fails; ends the process with
+// what became of it.
 [[noreturn]] void convert_and_exit(const std::string &base, uint64_t n,
                                    const option_flags_t &options = all_passes) {
     error_counter_t messages;
@@ -123,9 +123,12 @@ TEST(allocation_fault, every_allocation_fails_once) {
             EXPECT_FALSE(folder.has(record));
             break;
         case 128 + SIGABRT: // fatal by rule; then nothing vouches for what is left
-            EXPECT_THAT(run.errors, AnyOf(HasSubstr("Unable to allocate data for stream merge."),
-                                          HasSubstr("Unable to initialize new merged stream."),
-                                          HasSubstr("[memfs] unable to resize page directory!")));
+            EXPECT_THAT(run.errors,
+                        AnyOf(HasSubstr("Unable to allocate memory for retrofitting the triangle stream."),
+                              HasSubstr("Unable to initialize new triangle stream."),
+                              HasSubstr("Unable to allocate data for stream merge."),
+                              HasSubstr("Unable to initialize new merged stream."),
+                              HasSubstr("[memfs] unable to resize page directory!")));
             EXPECT_TRUE(!folder.has(record) || folder.read(output) == whole_output);
             break;
         default:

@@ -27,12 +27,9 @@ class error_printer_t final : public message_handler_t {
 
 // Two pieces that can be joined, each with a triangle that has no area.
 plain_model_t two_pieces() {
-    plain_model_t model;
-    plain_piece_t piece;
-    piece.vertex_count = 4;
-    piece.streams = {position_stream({{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {2, 0, 0}})};
-    piece.triangles = {{0, 1, 3}, {0, 2, 1}};
-    model.pieces = {piece, piece};
+    plain_model_t model =
+        one_piece_model({{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {2, 0, 0}}, {{0, 1, 3}, {0, 2, 1}});
+    model.pieces.push_back(model.pieces[0]);
     model.parts = {{2, {0, 1}}};
     return model;
 }

@@ -1,7 +1,8 @@
 #pragma once
 
-// A binary glTF file taken apart, without the library that writes it.
+// A glTF file taken apart, without the library that reads and writes it.
 
+#include "tools/kmg/affine.h"
 #include "tools/kmg/little_endian.h"
 
 #include <nlohmann/json.hpp>
@@ -30,6 +31,9 @@ class glb_file_t {
         if (bytes.size() > 20 + json_size)
             binary_ = bytes.substr(28 + json_size, word(20 + json_size));
     }
+    // The text of a .gltf and its buffer.
+    glb_file_t(const std::string &text, std::string binary)
+        : json(json_t::parse(text)), binary_(std::move(binary)) {}
 
     const json_t &accessor(const json_t &index) const { return json.at("accessors").at(index.get<size_t>()); }
     template <class T>
@@ -50,5 +54,39 @@ class glb_file_t {
   private:
     std::string binary_;
 };
+
+inline matrix_t node_matrix(const json_t &node) {
+    matrix_t scale = identity_matrix, translation = identity_matrix;
+    matrix_t rotation = identity_matrix;
+    for (size_t i = 0; i < 3; ++i) {
+        if (node.contains("scale"))
+            scale.m[i][i] = node.at("scale").at(i);
+        if (node.contains("translation"))
+            translation.m[i][3] = node.at("translation").at(i);
+    }
+    if (node.contains("rotation")) {
+        const auto q = node.at("rotation").get<std::array<double, 4>>();
+        rotation = rotation_matrix({q[3], q[0], q[1], q[2]});
+    }
+    return translation * rotation * scale;
+}
+
+// From the root down to each node.
+inline std::vector<matrix_t> world_matrices(const json_t &gltf) {
+    const json_t &nodes = gltf.at("nodes");
+    std::vector<matrix_t> matrices(nodes.size(), identity_matrix);
+    std::vector<size_t> open = gltf.at("scenes").at(0).at("nodes");
+    for (const size_t root : open)
+        matrices[root] = node_matrix(nodes.at(root));
+    while (!open.empty()) {
+        const size_t node = open.back();
+        open.pop_back();
+        for (const size_t child : nodes.at(node).value("children", std::vector<size_t>{})) {
+            matrices[child] = matrices[node] * node_matrix(nodes.at(child));
+            open.push_back(child);
+        }
+    }
+    return matrices;
+}
 
 } // namespace kestrel

@@ -3,9 +3,9 @@
 #include "tests/gltf/glb_file.h"
 #include "tests/kmg/kmg_builder.h"
 #include "tests/support/converted_model.h"
-#include "tools/kmg/affine.h"
 #include "tools/gltf/gltf_bone.h"
 #include "tools/gltf/gltf_vertices.h"
+#include "tools/kmg/affine.h"
 
 #include <gtest/gtest.h>
 #include <numeric>
@@ -14,38 +14,13 @@ namespace kestrel {
 
 namespace {
 
-matrix_t node_matrix(const json_t &node) {
-    matrix_t scale = identity_matrix, translation = identity_matrix;
-    matrix_t rotation = identity_matrix;
-    for (size_t i = 0; i < 3; ++i) {
-        if (node.contains("scale"))
-            scale.m[i][i] = node.at("scale").at(i);
-        if (node.contains("translation"))
-            translation.m[i][3] = node.at("translation").at(i);
-    }
-    if (node.contains("rotation")) {
-        const auto q = node.at("rotation").get<std::array<double, 4>>();
-        rotation = rotation_matrix({q[3], q[0], q[1], q[2]});
-    }
-    return translation * rotation * scale;
-}
-
-// From the root down to each node.
-std::vector<matrix_t> world_matrices(const json_t &gltf) {
-    const json_t &nodes = gltf.at("nodes");
-    std::vector<matrix_t> matrices(nodes.size(), identity_matrix);
-    std::vector<size_t> open = gltf.at("scenes").at(0).at("nodes");
-    for (const size_t root : open)
-        matrices[root] = node_matrix(nodes.at(root));
-    while (!open.empty()) {
-        const size_t node = open.back();
-        open.pop_back();
-        for (const size_t child : nodes.at(node).value("children", std::vector<size_t>{})) {
-            matrices[child] = matrices[node] * node_matrix(nodes.at(child));
-            open.push_back(child);
-        }
-    }
-    return matrices;
+std::string exported(const kmg_reader_t &file, std::string_view name, const gltf_options_t &options = {},
+                     gltf_changes_t changes = {}) {
+    std::string glb;
+    export_glb(file, name, options, changes, [&](std::span<const std::byte> part) {
+        glb.append(reinterpret_cast<const char *>(part.data()), part.size());
+    });
+    return glb;
 }
 
 std::array<double, 3> transformed(const matrix_t &matrix, const kmg_float3_t &point) {
@@ -69,7 +44,7 @@ void expect_near(const matrix_t &a, const matrix_t &b, double tolerance) {
 TEST(gltf_export, counts_and_bounds_of_every_sample_are_its_model_s) {
     for (const auto &path : sample_models()) {
         const converted_model_t sample(path, true);
-        const glb_file_t glb(export_glb(kmg_reader_t::open(sample.bytes).value(), "sample"));
+        const glb_file_t glb(exported(kmg_reader_t::open(sample.bytes).value(), "sample"));
         const json_t &meshes = glb.json.at("meshes");
         ASSERT_EQ(meshes.size(), sample.model->parts.size()) << path;
         for (size_t m = 0; m < meshes.size(); ++m) {
@@ -102,7 +77,7 @@ TEST(gltf_export, skins_in_bind_pose_leave_every_vertex_in_its_place) {
     for (const char *name : {"knight", "mage"}) {
         const converted_model_t sample(KIM2KMG_SAMPLES "/model/actor/" + std::string(name) + ".kim");
         const auto file = kmg_reader_t::open(sample.bytes).value();
-        const glb_file_t glb(export_glb(file, name));
+        const glb_file_t glb(exported(file, name));
         const json_t &skin = glb.json.at("skins").at(0);
         const auto worlds = world_matrices(glb.json);
         const auto inverses = glb.elements<std::array<float, 16>>(skin.at("inverseBindMatrices"));
@@ -141,7 +116,7 @@ TEST(gltf_export, skins_in_bind_pose_leave_every_vertex_in_its_place) {
 
 TEST(gltf_export, locators_are_nodes_below_their_parts) {
     const bytes_t bytes = build(small_source());
-    const glb_file_t glb(export_glb(kmg_reader_t::open(bytes).value(), "small"));
+    const glb_file_t glb(exported(kmg_reader_t::open(bytes).value(), "small"));
     const json_t &nodes = glb.json.at("nodes");
     const auto &named = [&](const char *name) {
         return *std::find_if(nodes.begin(), nodes.end(),
@@ -155,18 +130,41 @@ TEST(gltf_export, locators_are_nodes_below_their_parts) {
     EXPECT_FALSE(foot.contains("mesh"));
 }
 
+TEST(gltf_export, materials_have_colours_and_locators_axes_on_request) {
+    kmg_source_t source = small_source();
+    source.pieces[0].vertices[0].colour[3] = 254;
+    source.pieces[1].vertices[1].colour[3] = 255;
+    const bytes_t bytes = build(source);
+    const glb_file_t glb(exported(kmg_reader_t::open(bytes).value(), "small", {.axes = true}));
+    const json_t &materials = glb.json.at("materials");
+    EXPECT_EQ(materials.at(0).value("alphaMode", ""), "BLEND");
+    EXPECT_FALSE(materials.at(1).contains("alphaMode"));
+    const auto colour = [&](size_t i) {
+        return materials.at(i).at("pbrMetallicRoughness").at("baseColorFactor");
+    };
+    EXPECT_NE(colour(0), colour(1));
+    // The box's diagonal is the square root of 14; x, y and z are red, green and blue.
+    const json_t &axes = glb.json.at("meshes").at(2).at("primitives").at(0);
+    EXPECT_EQ(glb.json.at("nodes").at(1).at("mesh"), 2);
+    const auto ends = glb.elements<kmg_float3_t>(axes.at("attributes").at("POSITION"));
+    const auto colours = glb.elements<kmg_bytes4_t>(axes.at("attributes").at("COLOR_0"));
+    ASSERT_EQ(ends.size(), 6u);
+    EXPECT_NEAR(ends[3][1], 0.05f * std::sqrt(14.0f), 1e-6f);
+    EXPECT_EQ(colours[3], (kmg_bytes4_t{0, 255, 0, 255}));
+}
+
 TEST(gltf_export, texts_become_utf8) {
     kmg_source_t source = small_source();
     source.pool = std::string("\xC3\xA4\xFF\xC3\0", 5);
     const bytes_t bytes = build(source);
-    const glb_file_t glb(export_glb(kmg_reader_t::open(bytes).value(), "\x80"));
+    const glb_file_t glb(exported(kmg_reader_t::open(bytes).value(), "\x80"));
     EXPECT_EQ(glb.json.at("scenes").at(0).at("name"), "\uFFFD");
     EXPECT_EQ(glb.json.at("nodes").at(1).at("extras").at("hookup"), "\u00E4\uFFFD\uFFFD");
 }
 
 TEST(gltf_export, an_empty_model_is_a_valid_file_without_buffer) {
     const bytes_t bytes = build(empty_source());
-    const glb_file_t glb(export_glb(kmg_reader_t::open(bytes).value(), "empty"));
+    const glb_file_t glb(exported(kmg_reader_t::open(bytes).value(), "empty"));
     EXPECT_FALSE(glb.json.contains("buffers"));
     EXPECT_EQ(glb.json.at("nodes").size(), 1u);
 }
@@ -175,7 +173,7 @@ TEST(gltf_export, what_has_no_name_is_still_a_node) {
     kmg_source_t source = empty_source();
     source.parts[0].name = 0;
     const bytes_t bytes = build(source);
-    const glb_file_t glb(export_glb(kmg_reader_t::open(bytes).value(), "empty"));
+    const glb_file_t glb(exported(kmg_reader_t::open(bytes).value(), "empty"));
     EXPECT_EQ(glb.json.at("nodes").at(0).at("name"), "part 0");
 }
 
@@ -193,6 +191,7 @@ TEST(gltf_bone, nodes_multiply_to_the_bone_s_transform) {
         {"own axes", false, {0.5f, -0.5f, 0.5f, 0.5f}, {1, 0, 0, 0}, {1, 2, 3}, 1},
         {"mirror", false, {0, 1, 0, 0}, {1, 0, 0, 0}, {1, 2, 3}, -1},
         {"slanted", true, {h, 0, h, 0}, {0.92387953f, 0, 0, 0.38268343f}, {1, 2, 3}, 1},
+        {"no rotation", false, {0, 0, 0, 0}, {1, 0, 0, 0}, {1, 2, 3}, 1},
         {"slanted mirror", true, {0.5f, -0.5f, 0.5f, 0.5f}, {0.92387953f, 0.38268343f, 0, 0}, {1, 0, 3}, -1},
     };
     const auto matrix_of = [](const gltf_transform_t &transform) {
@@ -210,6 +209,9 @@ TEST(gltf_bone, nodes_multiply_to_the_bone_s_transform) {
         bone.translation = {1, -2, 3};
         const gltf_bone_t nodes = gltf_bone(bone);
         EXPECT_EQ(nodes.inner.has_value(), each.two_nodes);
+        EXPECT_EQ(nodes.rotation_changed, length(each.rotation) == 0);
+        if (nodes.rotation_changed)
+            bone.rotation = {1, 0, 0, 0};
         const matrix_t outer = matrix_of(nodes.node);
         expect_near(nodes.inner ? outer * matrix_of(*nodes.inner) : outer, composed_local_transform(bone),
                     1e-6);
@@ -249,7 +251,12 @@ TEST(gltf_vertices, directions_get_unit_length_and_tangents_a_sign) {
     vertices[2].normal = {0, 0, 0};
     vertices[2].tangent = {0, 0, 0, 0};
     const bytes_t bytes = build(source);
-    const glb_file_t glb(export_glb(kmg_reader_t::open(bytes).value(), "small"));
+    gltf_changes_t changes;
+    export_glb(kmg_reader_t::open(bytes).value(), "", {}, changes, [](std::span<const std::byte>) {});
+    EXPECT_EQ(to_text(changes),
+              "2 normals brought to unit length, 2 tangents brought to unit length and a sign "
+              "of 1 or -1, 1 colour brighter than 1 cut to 1");
+    const glb_file_t glb(exported(kmg_reader_t::open(bytes).value(), "small"));
     const json_t &attributes = glb.json.at("meshes").at(1).at("primitives").at(0).at("attributes");
     const auto normals = glb.elements<kmg_float3_t>(attributes.at("NORMAL"));
     const auto tangents = glb.elements<kmg_float4_t>(attributes.at("TANGENT"));

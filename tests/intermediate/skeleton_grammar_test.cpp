@@ -46,22 +46,21 @@ TEST(skeleton_grammar, a_skeleton_is_kept_as_written) {
 
 TEST(skeleton_grammar, one_fault_one_message) {
     const fault_t faults[] = {
-        {"BoneCount: 2", "BoneCount: 3", "17: incorrect number of bones in Skeleton [ token '}' ]"},
-        {"BoneCount: 2", "BoneCount: 1", "17: incorrect number of bones in Skeleton [ token '}' ]"},
-        {"BoneCount: 2", "BoneCount: 4294967295", "17: incorrect number of bones in Skeleton [ token '}' ]"},
-        {"BoneCount: 2", "PieceCount: 2", "8: syntax error [ token 'PieceCount' ]"},
-        {"1 ( Name", "2 ( Name", "16: inconsistent Skeleton bone order [ token ')' ]"},
-        {"0 ( Name", "1 ( Name", "13: inconsistent Skeleton bone order [ token ')' ]"},
-        {"( 1.0 0.0", "( 1 0.0", "12: syntax error [ token '1' ]"},
-        {"( 1.0 0.0", "( 1.0 1.0 0.0", "12: syntax error [ token '1.0' ]"},
-        {"( 1.0 0.0", "( 1.0", "12: syntax error [ token ')' ]"},
-        {"Name: \"arm\" Parent: \"root\"", "Parent: \"root\" Name: \"arm\"",
-         "14: syntax error [ token 'Parent' ]"},
-        {"Parent: \"root\"", "", "15: syntax error [ token 'Matrix' ]"},
-        {"\"arm\"", "\"\"\"arm\"\"\"", "14: syntax error [ token '\"\"\"' ]"},
-        {"1.0 )\n\t)\n}\n", "1.0 )\n\t)\n}\nBones", "18: syntax error [ token 'Bones' ]"},
-        {"1.0 )\n\t)\n}\n", "1.0 )\n\t)\n", "17: syntax error [ token '' ]"},
-        {"Bones {", "Bones { }", "10: syntax error [ token '}' ]"},
+        {"BoneCount: 2", "BoneCount: 3", 17, "incorrect number of bones in Skeleton", "}"},
+        {"BoneCount: 2", "BoneCount: 1", 17, "incorrect number of bones in Skeleton", "}"},
+        {"BoneCount: 2", "BoneCount: 4294967295", 17, "incorrect number of bones in Skeleton", "}"},
+        {"BoneCount: 2", "PieceCount: 2", 8, "syntax error", "PieceCount"},
+        {"1 ( Name", "2 ( Name", 16, "inconsistent Skeleton bone order", ")"},
+        {"0 ( Name", "1 ( Name", 13, "inconsistent Skeleton bone order", ")"},
+        {"( 1.0 0.0", "( 1 0.0", 12, "syntax error", "1"},
+        {"( 1.0 0.0", "( 1.0 1.0 0.0", 12, "syntax error", "1.0"},
+        {"( 1.0 0.0", "( 1.0", 12, "syntax error", ")"},
+        {"Name: \"arm\" Parent: \"root\"", "Parent: \"root\" Name: \"arm\"", 14, "syntax error", "Parent"},
+        {"Parent: \"root\"", "", 15, "syntax error", "Matrix"},
+        {"\"arm\"", "\"\"\"arm\"\"\"", 14, "syntax error", "\"\"\""},
+        {"1.0 )\n\t)\n}\n", "1.0 )\n\t)\n}\nBones", 18, "syntax error", "Bones"},
+        {"1.0 )\n\t)\n}\n", "1.0 )\n\t)\n", 17, "syntax error", ""},
+        {"Bones {", "Bones { }", 10, "syntax error", "}"},
     };
     expect_faults<parsed_skeleton_t>(faults, two_bone_skeleton, [](const std::string &text) { return text; });
 }

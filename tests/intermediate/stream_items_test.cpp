@@ -1,24 +1,25 @@
 #include "tests/support/parsed_text.h"
 
 #include <algorithm>
+#include <cstring>
 #include <random>
 
 namespace kestrel {
 
 namespace {
 
-// Items of one stream, now and then with something unusual or wrong in them. What stands before each index is
-// left open.
+// Items of one stream, now and then with something unusual in them, and in every third stream something
+// wrong. What stands before each index is left open.
 class random_items_t {
   public:
     explicit random_items_t(uint32_t seed) : random_(seed) {
-        reals_ = !one_in(4);
-        literals_ = reals_ ? 1 + below(one_in(8) ? 16 : 6) : 1 + below(3);
-        style_ = below(4);
-        faulty_ = one_in(3);
+        reals_ = below(4) != 0;
+        literals_ = reals_ ? 1 + below(below(8) == 0 ? 16 : 6) : 1 + below(3);
+        patterns_ = below(2) == 0;
+        faulty_ = below(3) == 0;
         for (std::string &gap : gaps_)
             gap = blanks();
-        count_ = one_in(10) ? 900 + below(300) : below(130);
+        count_ = below(10) == 0 ? 900 + below(300) : below(130);
     }
 
     uint32_t count() const { return count_; }
@@ -32,73 +33,50 @@ class random_items_t {
 
   private:
     uint32_t below(uint32_t limit) { return static_cast<uint32_t>(random_() % limit); }
-    bool one_in(uint32_t limit) { return below(limit) == 0; }
-    bool fault() { return faulty_ && one_in(200); }
-    bool oddity() { return one_in(60); }
+    bool oddity() { return below(60) == 0; }
+    bool fault() { return faulty_ && below(200) == 0; }
 
-    std::string blanks() {
+    std::string some_of(const char *characters, uint32_t count) {
         std::string text;
-        for (uint32_t n = one_in(10) ? below(14) : 1 + below(2); n > 0; --n)
-            text += " \t \r\n "[below(6)];
+        for (const size_t kinds = std::strlen(characters); count > 0; --count)
+            text += characters[random_() % kinds];
         return text;
     }
+    std::string blanks() { return some_of(" \t \r\n ", below(10) == 0 ? below(14) : 1 + below(2)); }
     std::string gap(size_t place) { return oddity() ? blanks() : gaps_[place]; }
-    std::string digits(uint32_t most) {
-        std::string text;
-        for (uint32_t n = 1 + below(most); n > 0; --n)
-            text += static_cast<char>('0' + below(10));
-        return text;
-    }
 
-    std::string pattern() {
-        std::string text(1, "&$"[below(2)]);
-        for (int i = 0; i < 8; ++i)
-            text += "0123456789abcdefABCDEF"[below(22)];
-        if (fault())
-            return one_in(2) ? "&7f800000" : "$0000c0ff"; // infinite, and no number
-        text[text[0] == '&' ? 2 : 8] = '1';
-        return text;
-    }
-    std::string decimal() {
-        std::string text = one_in(3) ? "-" : "";
-        text += one_in(9) ? "" : digits(oddity() ? 20 : 3);
-        text += "." + digits(oddity() ? 20 : 9);
-        if (oddity())
-            text += "e" + std::string(one_in(2) ? "-" : "+") + digits(2);
-        return text + (oddity() ? "f" : "");
-    }
     std::string real() {
-        if (fault())
-            return one_in(2) ? digits(4) : "&12g45678";
-        const bool as_pattern = style_ == 3 ? one_in(2) : style_ == 0;
-        return as_pattern ? pattern() : decimal();
+        constexpr const char *odd[] = {"1.5e3",           "-.25",         "2.F", "1e2", "7.",
+                                       "0.1234567890123", "12345678901.5"};
+        constexpr const char *wrong[] = {"3", "&7f800000", "$0000c0ff", "&12g45678", "1.5e", "x"};
+        if (oddity() || fault())
+            return fault() ? wrong[below(6)] : odd[below(7)];
+        if (patterns_)
+            return below(2) ? "&3" + some_of("0123456789abcdefABCDEF", 7)
+                            : "$" + some_of("0123456789abcdefABCDEF", 7) + "3";
+        return std::string(below(2) ? "-" : "") + some_of("0123456789", 1 + below(3)) + "." +
+               some_of("0123456789", 1 + below(9));
     }
     std::string integer() {
-        if (fault())
-            return "1.5";
-        if (oddity())
-            return (one_in(2) ? "-" : one_in(2) ? "0x" : "0") + digits(6);
-        return std::to_string(one_in(20) ? random_() % 10000000000 : below(70000));
+        constexpr const char *odd[] = {"-5", "0x1F", "017", "08", "00", "9876543", "98765432", "99999999999"};
+        constexpr const char *wrong[] = {"1.5", "2e1", "-", "0x", "&3f800000", "\"1\""};
+        if (oddity() || fault())
+            return fault() ? wrong[below(6)] : odd[below(8)];
+        return std::to_string(below(70000));
     }
 
     std::string item(uint32_t index) {
+        const bool octal = index < 8 && oddity();
         std::string text =
-            fault() ? std::to_string(below(200)) : (oddity() ? "0" : "") + std::to_string(index);
-        if (index > 7 && text[0] == '0')
-            text.erase(0, 1); // octal is for the faults
-        text += gap(0) + "(" + gap(1);
-        const uint32_t literals = fault() ? below(7) : literals_;
-        for (uint32_t i = 0; i < literals; ++i)
-            text += (i > 0 && !(faulty_ && oddity()) ? gap(2) + " " : "") + (reals_ ? real() : integer());
+            (octal ? "0" : "") + std::to_string(fault() ? below(200) : index) + gap(0) + "(" + gap(1);
+        for (uint32_t i = 0, literals = fault() ? below(7) : literals_; i < literals; ++i)
+            text += (i > 0 && !fault() ? gap(2) + " " : "") + (reals_ ? real() : integer());
         return text + gap(3) + ")" + gap(4);
     }
 
     std::mt19937_64 random_;
-    bool reals_;
-    bool faulty_;
-    uint32_t literals_;
-    uint32_t style_;
-    uint32_t count_;
+    bool reals_, patterns_, faulty_;
+    uint32_t literals_, count_;
     std::string gaps_[5];
 };
 

@@ -1,6 +1,6 @@
 #include "tools/conv/kim2kmg/asset_path.h"
 
-#include "kcore/strings/string_dyn.h"
+#include "kcore/strings/string.h"
 
 #include <gtest/gtest.h>
 

@@ -120,6 +120,29 @@ TEST(command_line, files_are_taken_up_to_the_first_option) {
     EXPECT_EQ(tree.products(), (std::vector<std::string>{"project/@cache/a.kmg", "project/@dep/a.kmg"}));
 }
 
+// The path that is tested for being a directory is cut to 255 bytes; what is composed later is not.
+TEST(command_line, a_root_of_255_bytes_is_subject_to_the_test_of_its_start) {
+    const asset_tree_t tree;
+    tree.add_source("a.kim", one_triangle_model);
+    const program_run_t run = tree.run({"/a.kim", "-root", "project" + std::string(248, '/')});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_NE(run.errors.find("[fs] path is longer than 255 bytes: '/a.kim'"), std::string::npos)
+        << run.errors;
+    EXPECT_TRUE(run.errors.ends_with(error_line("/a.kim: Failed to open"))) << run.errors;
+}
+
+TEST(command_line, an_output_that_would_leave_the_cache_is_not_opened) {
+    const asset_tree_t tree;
+    tree.add_source("a.kim", one_triangle_model);
+    const program_run_t run = tree.run({"/../project/a.kim", "-root", "project"});
+    EXPECT_EQ(run.status, 1);
+    const std::string output =
+        (canonical(tree.base()) / "rsrc/project/@cache").string() + "/../project/a.kmg";
+    EXPECT_EQ(run.errors, error_line("[fs] " + output + ": leads out of its tree, left alone") +
+                              error_line("error opening output file /../project/a.kmg"));
+    EXPECT_EQ(tree.products(), std::vector<std::string>());
+}
+
 TEST(command_line, the_tree_is_made_before_the_first_file) {
     const asset_tree_t tree;
     EXPECT_EQ(tree.run({"missing.kim", "-root", "project"}).status, 1);
@@ -130,9 +153,6 @@ TEST(command_line, the_tree_is_made_before_the_first_file) {
 TEST(command_line, backslashes_separate_folders) {
     const asset_tree_t tree;
     tree.add_source("sub/dir/a.kim", one_triangle_model);
-    // Only "/" makes the folders of an output; one that is there is found by either.
-    create_directories(tree.base() / "rsrc/project/sub/@cache/dir");
-    create_directories(tree.base() / "rsrc/project/sub/@dep/dir");
     const program_run_t run = tree.run({"dir\\a.kim", "-root", "project\\sub"});
     EXPECT_EQ(run.status, 0) << run.errors;
     EXPECT_EQ(tree.products(),

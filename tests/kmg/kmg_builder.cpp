@@ -7,11 +7,11 @@
 
 namespace kestrel {
 
-namespace {
-
-uint64_t token(std::string_view name) {
+uint64_t kmg_name(std::string_view name) {
     return token_t::from_string(name).value().value();
 }
+
+namespace {
 
 template <class R>
 void append_record(bytes_t &file, const R &record) {
@@ -72,7 +72,7 @@ vertex_t vertex_at(float x, float y, float z, kmg_bytes4_t bones = {},
 
 kmg_bone_data_t bone_at(std::string_view name, uint8_t parent, float local_height, float height) {
     kmg_bone_data_t bone;
-    bone.name = token(name);
+    bone.name = kmg_name(name);
     bone.matrix = {1, 0, 0, 0, 0, 1, 0, height, 0, 0, 1, 0, 0, 0, 0, 1};
     bone.inverse = {1, 0, 0, 0, 0, 1, 0, -height, 0, 0, 1, 0, 0, 0, 0, 1};
     bone.stretch_rotation = bone.rotation = {1, 0, 0, 0};
@@ -89,23 +89,23 @@ kmg_source_t empty_source() {
     kmg_source_t source;
     source.header.box = {{3.4028235e38f, 3.4028235e38f, 3.4028235e38f},
                          {-3.4028235e38f, -3.4028235e38f, -3.4028235e38f}};
-    source.parts = {{token("body"), 0, 0, 0, 0}};
+    source.parts = {{kmg_name("body"), 0, 0, 0, 0}};
     return source;
 }
 
 kmg_source_t small_source() {
     kmg_source_t source;
     source.header.skeleton_hash = 0x0123456789ABCDEF;
-    source.header.sphere = {{1, 1, 0}, 3};
+    source.header.sphere = {{1, 1, 0}, 2.4494898f}; // the square root of 6, to the last vertex
     source.header.box = {{0, 0, 0}, {2, 3, 1}};
     source.bones = {bone_at("root", kmg_no_parent, 1, 1), bone_at("head", 0, 2, 3)};
-    source.parts = {{token("body"), 1, 0, 1, 0}, {token("hat"), 1, 1, 1, 1}};
-    source.locators = {{token("hand"), {1, 2, 3}, 1, {1, 0, 0, 0}, 0},
-                       {token("foot"), {0, 0, 0}, 1, {0, 1, 0, 0}, 0}};
+    source.parts = {{kmg_name("body"), 1, 0, 1, 0}, {kmg_name("hat"), 1, 1, 1, 1}};
+    source.locators = {{kmg_name("hand"), {1, 2, 3}, 1, {1, 0, 0, 0}, 0},
+                       {kmg_name("foot"), {0, 0, 0}, 1, {0, 1, 0, 0}, 0}};
     source.pool = std::string("slot/a\0", 7);
 
     piece_source_t body;
-    body.sphere = {{1, 1, 0}, 2};
+    body.sphere = {{1, 1, 0}, 1.4142135f};
     body.box = {{0, 0, 0}, {2, 2, 0}};
     body.vertices = {vertex_at(0, 0, 0), vertex_at(2, 0, 0),
                      vertex_at(2, 2, 0, {0, 1, 1, 1}, {100, 155, 0, 0}), vertex_at(0, 2, 0, {1, 1, 1, 1})};
@@ -116,7 +116,7 @@ kmg_source_t small_source() {
     hat.tangents = hat.factors = true;
     hat.uv_channels = 2;
     hat.texture_coordinate_map = 0xFFFFFF10;
-    hat.sphere = {{0.5f, 2.5f, 0.5f}, 1};
+    hat.sphere = {{0.5f, 2.5f, 0.5f}, 0.8660254f};
     hat.box = {{0, 2, 0}, {1, 3, 1}};
     hat.vertices = {vertex_at(0, 2, 0, {1, 1, 1, 1}), vertex_at(1, 3, 0, {1, 1, 1, 1}),
                     vertex_at(0, 3, 1, {1, 1, 1, 1})};

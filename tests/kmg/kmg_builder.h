@@ -53,6 +53,8 @@ kmg_source_t small_source();
 // One part and nothing else.
 kmg_source_t empty_source();
 
+uint64_t kmg_name(std::string_view name);
+
 // Where a field of a record stands.
 size_t byte_of(std::span<const std::byte> file, kmg_record_kind_t kind, size_t index, std::string_view field);
 

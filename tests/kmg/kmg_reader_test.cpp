@@ -58,11 +58,21 @@ TEST(kmg_reader, tells_the_first_fault) {
     EXPECT_FALSE(kmg_reader_t::open(planted(good, stride, 44u), &fault));
     // position 12, normal 12, tangent 16, colour 4, factor 4, UV 2 x 8, bones 8
     EXPECT_EQ(to_text(fault),
-              "piece 1: vertex_stride at byte " + std::to_string(stride) + " is 44, expected 72");
+              "piece 1 (byte " + std::to_string(stride) + "): vertex_stride is 44, expected 72");
 
     EXPECT_FALSE(kmg_reader_t::open(std::span(good).first(40), &fault));
-    EXPECT_EQ(to_text(fault), "file: size at byte 40 is 40, expected 112");
+    EXPECT_EQ(to_text(fault), "file (byte 40): size is 40, expected 112");
     EXPECT_FALSE(kmg_reader_t::open({}));
+    // 3 pieces of 100 bytes would end where the strings begin if there were one less.
+    EXPECT_FALSE(kmg_reader_t::open(planted(good, 4, 3u), &fault));
+    EXPECT_EQ(to_text(fault), "header (byte 4): piece_count is 3, the sections leave room for 2");
+    EXPECT_FALSE(kmg_reader_t::open(std::as_bytes(std::span("version:3\r\n/a.kim\r\n")), &fault));
+    EXPECT_EQ(text_of(fault), "not a geometry file but a dependency file");
+    EXPECT_FALSE(kmg_reader_t::open(planted(good, 0, 0x46546C67u), &fault));
+    EXPECT_EQ(text_of(fault), "not a geometry file: begins with bytes 67 6C 54 46, expected 15 67 6D 4B");
+    EXPECT_FALSE(kmg_reader_t::open(
+        planted(good, byte_of(good, kmg_record_kind_t::piece, 1, "uv_offset"), kmg_absent), &fault));
+    EXPECT_TRUE(text_of(fault).starts_with("uv_offset is absent, expected ")) << text_of(fault);
 }
 
 // Whatever a count or an offset says, a file either opens and can be read through, or does not open.

@@ -1,6 +1,6 @@
 """The program from outside: full disks, missing memory, closed streams, kills, two at once.
 
-    python3 tests/outside/outside.py build/dev/tools/conv/kim2kmg/kim2kmg samples
+    python3 tests/outside/outside.py build/dev/tools/conv/kim2kmg/kim2kmg samples [KILLS]
 
 Each check has an asset tree of its own in a temporary folder. What a check needs and the machine does not give
 (root, a mount) is reported as skipped. Exit status 1 when a check failed.
@@ -19,6 +19,7 @@ import tempfile
 import time
 
 program, samples = map(pathlib.Path, sys.argv[1:3])
+kills = int(sys.argv[3]) if len(sys.argv) > 3 else 60
 NOBODY = 65534
 SKINNED = "model/actor/knight.kim"  # takes several milliseconds
 PLAIN = "model/vehicle/car_police.kim"
@@ -173,7 +174,7 @@ def streams_that_take_nothing(tree):
 
 
 def kills_at_any_moment(tree):
-    """With the record of an earlier run in place, whose output must then be whole."""
+    """With the products of an earlier run in place, every second time beside another converter."""
     old = (tree.run(SKINNED).returncode, tree.products(SKINNED))[1]
     started = time.monotonic()
     assert tree.run(SKINNED, "-tangent").returncode == 0
@@ -182,25 +183,28 @@ def kills_at_any_moment(tree):
     outputs = {old[0], new[0]}
     chance = random.Random(1)
     killed = 0
-    for i in range(60):
-        options = ["-tangent"] if i % 2 else []
-        process = subprocess.Popen(tree.command(SKINNED, *options), stdout=subprocess.DEVNULL,
-                                   stderr=subprocess.DEVNULL)
+    quiet = {"stdout": subprocess.DEVNULL, "stderr": subprocess.DEVNULL}
+    for i in range(kills):
+        options = ["-tangent"] if i % 3 else []
+        process = subprocess.Popen(tree.command(SKINNED, *options), **quiet)
+        other = subprocess.Popen(tree.command(SKINNED), **quiet) if i % 2 else None
         time.sleep(chance.uniform(0, duration * 1.2))
         process.send_signal(signal.SIGKILL)
         killed += process.wait() == -signal.SIGKILL
+        if other:
+            other.wait()
         output, record = tree.products(SKINNED)
-        assert record is None or output in outputs, "a record stands beside an output that is not whole"
+        assert record is None or output is None or output in outputs, f"kill {i}: a record beside an unfinished output"
         if i % 5 == 0:
             tree.expect_whole(tree.run(SKINNED, *options), SKINNED, new if options else old)
-    assert killed > 10, killed
+    assert killed > kills / 6, killed
+    print(f"         {killed} of {kills} killed in time, half of all beside another")
     tree.expect_whole(tree.run(SKINNED, "-tangent"), SKINNED, new)
 
 
 def two_at_once(tree):
     wholes = [whole_products(tree, model, *options)
               for model, options in ((SKINNED, []), (SKINNED, ["-merge_part_pieces"]))]
-    seen = set()
     for i in range(60):
         processes = [subprocess.Popen(tree.command(SKINNED, *options), stdout=subprocess.DEVNULL,
                                       stderr=subprocess.PIPE)
@@ -209,8 +213,8 @@ def two_at_once(tree):
             _, errors = process.communicate()
             assert process.returncode == 0, errors
         products = tree.products(SKINNED)
-        assert products in wholes, "a mix"
-        seen.add(wholes.index(products))
+        # A record that one took back lest it vouch for the other's output may be missing.
+        assert products in wholes or products in [(output, None) for output, _ in wholes], "a mix"
         if i % 3 == 0:
             tree.forget()
 

@@ -26,6 +26,11 @@ void fake_platform_t::add_file(const std::string &path, std::string_view content
     files_[path] = std::make_shared<std::string>(content);
 }
 
+void fake_platform_t::remove(const std::string &path) {
+    const std::scoped_lock guard(mutex_);
+    files_.erase(path);
+}
+
 void fake_platform_t::add_device(const std::string &path) {
     add_directory(parent_of(path));
     const std::scoped_lock guard(mutex_);

@@ -36,6 +36,7 @@ class fake_platform_t final : public fs_platform_t {
     void add_directory(const std::string &path);
     // With the directories above it.
     void add_file(const std::string &path, std::string_view content);
+    void remove(const std::string &path);
     // Something that is no regular file: a device, a pipe.
     void add_device(const std::string &path);
     bool has_file(const std::string &path) const;

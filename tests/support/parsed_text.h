@@ -32,7 +32,9 @@ using parsed_skeleton_t = parsed_text_t<kis_t, parse_skeleton_text>;
 struct fault_t {
     const char *from;
     const char *to;
+    int line;
     const char *message;
+    const char *token;
 };
 
 // One fault, one message. `whole` makes the text of a file from the one that is edited.
@@ -40,10 +42,12 @@ template <class parsed_t, size_t N, class F>
 void expect_faults(const fault_t (&faults)[N], const std::string &sound, F whole) {
     const parsed_t unbroken(whole(sound));
     ASSERT_TRUE(unbroken.root) << unbroken.messages;
-    for (const auto &[from, to, message] : faults) {
+    for (const auto &[from, to, line, message, token] : faults) {
         const parsed_t parsed(whole(edited(sound, from, to)));
         EXPECT_FALSE(parsed.root) << to;
-        EXPECT_EQ(parsed.messages, "E: f:" + std::string(message) + "\n") << to;
+        EXPECT_EQ(parsed.messages,
+                  "E: f:" + std::to_string(line) + ": " + message + " [ token '" + token + "' ]\n")
+            << to;
     }
 }
 

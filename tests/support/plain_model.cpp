@@ -39,6 +39,15 @@ plain_stream_t position_stream(const std::vector<std::array<float, 3>> &position
     return stream;
 }
 
+plain_model_t one_piece_model(const std::vector<std::array<float, 3>> &positions,
+                              const std::vector<plain_triangle_t> &triangles) {
+    plain_model_t model;
+    model.materials = {{"paint", "rvk2.dif"}};
+    const auto vertex_count = static_cast<uint32_t>(positions.size());
+    model.pieces = {{7, 0, vertex_count, {position_stream(positions)}, triangles}};
+    return model;
+}
+
 static std::span<const std::byte> bytes_in(const std::string &text) {
     return std::as_bytes(std::span(text.data(), text.size()));
 }

@@ -65,6 +65,11 @@ std::string bytes_of(std::initializer_list<float> values);
 // A stream of three floats an item.
 plain_stream_t position_stream(const std::vector<std::array<float, 3>> &positions);
 
+// One piece, with index 7 and the material 'paint' with effect 'rvk2.dif', whose vertices lie at these
+// positions.
+plain_model_t one_piece_model(const std::vector<std::array<float, 3>> &positions,
+                              const std::vector<plain_triangle_t> &triangles);
+
 // The model, with the source name "m.kim". Every item lists its vertices; what no item lists has none.
 kim_t &build_model(const plain_model_t &plain, owner_list_t &owners);
 // What a model holds now. Reports as a test failure what contradicts itself: counts, positions in the tables

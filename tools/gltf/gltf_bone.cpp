@@ -19,6 +19,10 @@ quaternion_t product(const quaternion_t &a, const quaternion_t &b) {
             a[0] * b[2] + a[2] * b[0] + a[3] * b[1] - a[1] * b[3],
             a[0] * b[3] + a[3] * b[0] + a[1] * b[2] - a[2] * b[1]};
 }
+quaternion_t unit(const kmg_float4_t &quaternion) {
+    const quaternion_t q = normalised(quaternion);
+    return length(q) > 0 ? q : quaternion_t{1, 0, 0, 0};
+}
 std::array<double, 4> w_last(const quaternion_t &q) {
     return {q[1], q[2], q[3], q[0]};
 }
@@ -31,9 +35,13 @@ bool is_uniform(const kmg_float3_t &scale) {
 
 } // namespace
 
+bool is_unit_rotation(const kmg_float4_t &quaternion) {
+    constexpr double unit_tolerance = 1e-3;
+    return std::abs(length(quaternion) - 1) <= unit_tolerance;
+}
+
 std::array<double, 4> gltf_rotation(const kmg_float4_t &quaternion) {
-    const quaternion_t q = normalised(quaternion);
-    return length(q) > 0 ? w_last(q) : std::array<double, 4>{0, 0, 0, 1};
+    return w_last(unit(quaternion));
 }
 
 // The linear part is sign x rotation x (axes x scale x axes inverse).
@@ -41,10 +49,11 @@ gltf_bone_t gltf_bone(const kmg_bone_data_t &bone) {
     gltf_bone_t result;
     for (size_t i = 0; i < 3; ++i) {
         result.node.translation[i] = static_cast<double>(bone.translation[i]);
-        result.node.scale[i] = static_cast<double>(bone.sign) * static_cast<double>(bone.scale[i]);
+        result.node.scale[i] = (bone.sign < 0 ? -1 : 1) * static_cast<double>(bone.scale[i]);
     }
-    const quaternion_t rotation = normalised(bone.rotation);
-    const quaternion_t axes = normalised(bone.stretch_rotation);
+    result.rotation_changed = !is_unit_rotation(bone.rotation) || !is_unit_rotation(bone.stretch_rotation);
+    const quaternion_t rotation = unit(bone.rotation);
+    const quaternion_t axes = unit(bone.stretch_rotation);
     const bool own_axes = length(std::array{axes[1], axes[2], axes[3]}) <= tolerance;
     if (own_axes || is_uniform(bone.scale)) {
         result.node.rotation = w_last(rotation);

@@ -75,19 +75,27 @@ gltf_influences_t gltf_influences(const kmg_bytes4_t &bones, const kmg_bytes4_t 
 }
 
 void adapt_vertices_for_gltf(const kmg_piece_t &piece, const kmg_piece_data_t &data,
-                             std::span<std::byte> vertices) {
+                             std::span<std::byte> vertices, gltf_changes_t &changes) {
     for (size_t i = 0; i < piece.vertex_count; ++i) {
         const auto put = [&](uint32_t offset, const auto &value) {
             little_endian::put(vertices.data() + (offset - piece.position_offset) + i * piece.vertex_stride,
                                value);
         };
         const kmg_float3_t normal = unit_normal(data.normals[i]);
+        changes.normals += normal != data.normals[i];
         put(piece.normal_offset, normal);
-        put(piece.colour_offset, gltf_colour(data.colours[i]));
-        if (!data.tangents.empty())
-            put(piece.tangent_offset, unit_tangent(data.tangents[i], normal));
+        const kmg_bytes4_t colour = data.colours[i];
+        changes.colours += std::max({colour[0], colour[1], colour[2]}) > 128;
+        put(piece.colour_offset, gltf_colour(colour));
+        if (!data.tangents.empty()) {
+            const kmg_float4_t tangent = unit_tangent(data.tangents[i], normal);
+            changes.tangents += tangent != data.tangents[i];
+            put(piece.tangent_offset, tangent);
+        }
         if (!data.bone_indices.empty()) {
-            const gltf_influences_t influences = gltf_influences(data.bone_indices[i], data.bone_weights[i]);
+            const kmg_bytes4_t weights = data.bone_weights[i];
+            const gltf_influences_t influences = gltf_influences(data.bone_indices[i], weights);
+            changes.influences += influences.weights != weights;
             put(piece.bone_index_offset, influences.joints);
             put(piece.bone_weight_offset, influences.weights);
         }

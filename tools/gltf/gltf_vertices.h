@@ -3,13 +3,13 @@
 // Vertices of a geometry file as glTF wants them. They stay where they are; only values that glTF reads
 // differently or does not allow are replaced.
 
-#include "tools/kmg/kmg_reader.h"
+#include "tools/gltf/gltf_export.h"
 
 namespace kestrel {
 
-// `vertices` is a copy of the piece's vertices.
+// `vertices` is a copy of the piece's vertices. Adds up what had to be changed.
 void adapt_vertices_for_gltf(const kmg_piece_t &piece, const kmg_piece_data_t &data,
-                             std::span<std::byte> vertices);
+                             std::span<std::byte> vertices, gltf_changes_t &changes);
 
 // The parts of that, for one vertex:
 

@@ -8,6 +8,7 @@
 
 #include <cmath>
 #include <cstdlib>
+#include <utility>
 
 namespace kestrel {
 
@@ -48,6 +49,39 @@ inline matrix_t operator*(const matrix_t &a, const matrix_t &b) {
 }
 
 inline constexpr matrix_t identity_matrix = {{{1, 0, 0, 0}, {0, 1, 0, 0}, {0, 0, 1, 0}, {0, 0, 0, 1}}};
+
+inline double determinant_of_rows(const matrix_t &a) {
+    const auto &m = a.m;
+    return m[0][0] * (m[1][1] * m[2][2] - m[1][2] * m[2][1]) -
+           m[0][1] * (m[1][0] * m[2][2] - m[1][2] * m[2][0]) +
+           m[0][2] * (m[1][0] * m[2][1] - m[1][1] * m[2][0]);
+}
+
+// By elimination with the largest pivot; values that are not finite when there is no inverse.
+inline matrix_t inverted(matrix_t a) {
+    matrix_t result = identity_matrix;
+    for (int column = 0; column < 4; ++column) {
+        int pivot = column;
+        for (int row = column + 1; row < 4; ++row)
+            if (std::abs(a.m[row][column]) > std::abs(a.m[pivot][column]))
+                pivot = row;
+        std::swap(a.m[pivot], a.m[column]);
+        std::swap(result.m[pivot], result.m[column]);
+        const double divisor = a.m[column][column];
+        for (int c = 0; c < 4; ++c) {
+            a.m[column][c] /= divisor;
+            result.m[column][c] /= divisor;
+        }
+        for (int row = 0; row < 4; ++row) {
+            const double factor = a.m[row][column];
+            for (int c = 0; c < 4 && row != column; ++c) {
+                a.m[row][c] -= factor * a.m[column][c];
+                result.m[row][c] -= factor * result.m[column][c];
+            }
+        }
+    }
+    return result;
+}
 
 // The rotation of a unit quaternion w, x, y, z.
 inline matrix_t rotation_matrix(const std::array<double, 4> &q) {

@@ -1,17 +1,12 @@
 #pragma once
 
-// What the command lines of the inspectors have in common: help with examples, a version, exit statuses.
+// What the command lines of the tools for geometry files have in common: help with examples and a version.
+
+#include "tools/kmg/file_bytes.h"
 
 #include <CLI/CLI.hpp>
-#include <optional>
 
 namespace kestrel {
-
-enum status_t : int {
-    status_good = 0,
-    status_found = 1,      // what was asked for went well and found something wrong
-    status_unreadable = 2, // a file could not be read or written, or the command line was wrong
-};
 
 // Options without the list of those they cannot stand with.
 class plain_help_t final : public CLI::Formatter {

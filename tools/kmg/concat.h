@@ -5,6 +5,7 @@
 
 #include <charconv>
 #include <concepts>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -60,6 +61,20 @@ void append(std::string &text, hex_t<N> number) {
     text += "0x";
     for (size_t shift = 8 * sizeof(N); shift > 0;)
         text += "0123456789ABCDEF"[number.value >> (shift -= 4) & 0xF];
+}
+
+// "1 error", "2 errors".
+struct counted_t {
+    uint64_t count;
+    std::string_view noun;
+    std::string_view plural = {}; // of a noun that takes more than an "s"
+};
+inline void append(std::string &text, const counted_t &number) {
+    append(text, number.count);
+    text += ' ';
+    text += number.count == 1 || number.plural.empty() ? number.noun : number.plural;
+    if (number.count != 1 && number.plural.empty())
+        text += 's';
 }
 
 template <class... A>

@@ -1,6 +1,5 @@
 #include "tools/kmg/affine.h"
 #include "tools/kmg/kmg_checks.h"
-#include "tools/kmg/piece_facts.h"
 
 #include <algorithm>
 #include <limits>
@@ -9,59 +8,126 @@ namespace kestrel {
 
 namespace {
 
-constexpr float largest = std::numeric_limits<float>::max();
 // A sphere grows point by point in single precision, and is then compared with every point.
 constexpr double sphere_tolerance = 1e-4;
+// A sphere needs not be larger than the box's diagonal; growing it point by point may take somewhat more.
+constexpr double largest_sphere = 1.5;
 constexpr double direction_tolerance = 1e-2;
+// Cosine between a triangle and its corners' normals, below which it faces the other way.
+constexpr double turned = -0.1;
+constexpr float largest_texture_coordinate = 1000;
 
-// The box of all positions that are numbers.
-struct extent_t {
-    kmg_box_t box{{largest, largest, largest}, {-largest, -largest, -largest}};
+using extent_t = value_range_t<kmg_float3_t>;
+constexpr char axis_names[] = "xyz";
 
-    bool empty() const { return box.minimum[0] > box.maximum[0]; }
-    void add(const kmg_float3_t &position) {
-        for (size_t i = 0; i < 3; ++i) {
-            box.minimum[i] = std::min(box.minimum[i], position[i]);
-            box.maximum[i] = std::max(box.maximum[i], position[i]);
-        }
-    }
+// One of the six sides of a box; `sign` is 1 where the box ends and -1 where it begins.
+struct side_t {
+    size_t axis;
+    float sign;
+
+    static constexpr size_t count = 6;
+    explicit side_t(size_t number) : axis(number / 2), sign(number % 2 == 0 ? -1.0f : 1.0f) {}
+    auto &of(auto &range) const { return sign < 0 ? range.minimum : range.maximum; }
+    // By how much the value lies beyond the other.
+    float beyond(float value, float other) const { return sign * (value - other); }
 };
 
-bool holds(const kmg_sphere_t &sphere, const kmg_float3_t &position) {
-    double squares = 0;
-    double reach = static_cast<double>(sphere.radius);
-    for (size_t i = 0; i < 3; ++i) {
-        const double d = static_cast<double>(position[i]) - static_cast<double>(sphere.centre[i]);
-        squares += d * d;
-        reach = std::max(reach, std::abs(static_cast<double>(sphere.centre[i])));
+std::string side_text(const side_t &side, float found, float wanted) {
+    const char *name = side.sign < 0 ? "box_minimum" : "box_maximum";
+    const float cut = side.beyond(wanted, found);
+    return concat(name, " ", axis_names[side.axis], " is ", found, ", the positions ",
+                  side.sign < 0 ? "begin" : "end", " at ", wanted,
+                  concat(cut > 0 ? ": cuts off " : ": wider by ", std::abs(cut)));
+}
+
+// Distances of positions from a sphere's centre.
+class sphere_check_t {
+  public:
+    explicit sphere_check_t(const kmg_sphere_t &sphere)
+        : sphere_(sphere), known_(all_finite(sphere.centre) && all_finite(sphere.radius)) {
+        double reach = std::abs(static_cast<double>(sphere.radius));
+        for (const float value : sphere.centre)
+            reach = std::max(reach, std::abs(static_cast<double>(value)));
+        tolerance_ = sphere_tolerance * reach;
     }
-    return std::sqrt(squares) <= static_cast<double>(sphere.radius) + sphere_tolerance * reach;
-}
 
-bool holds(const kmg_box_t &box, const kmg_float3_t &position) {
-    for (size_t i = 0; i < 3; ++i)
-        if (position[i] < box.minimum[i] || position[i] > box.maximum[i])
-            return false;
-    return true;
-}
+    // How far the position lies outside.
+    double distance(const kmg_float3_t &position) const {
+        double squares = 0;
+        for (size_t i = 0; i < 3; ++i) {
+            const double d = static_cast<double>(position[i]) - static_cast<double>(sphere_.centre[i]);
+            squares += d * d;
+        }
+        return std::sqrt(squares) - static_cast<double>(sphere_.radius);
+    }
+    bool is_outside(const kmg_float3_t &position) const { return distance(position) > tolerance_; }
+    void add(const kmg_float3_t &position) {
+        const double outside = distance(position);
+        farthest_ = std::max(farthest_, outside);
+        touched_ = touched_ || std::abs(outside) <= tolerance_;
+        outside_ += outside > tolerance_;
+    }
+    size_t outside() const { return outside_; }
+    bool known() const { return known_; }
+    // A sphere grows until it touches the last position. If it still does, a single one outside is wrong, and
+    // not the sphere.
+    bool is_right_but_for_one() const { return touched_ && outside_ == 1; }
 
-// The box has to be exactly that of the positions: smaller is an error, larger a warning.
-template <class R>
-void check_box(const R &record, const kmg_place_t &place, const extent_t &extent, kmg_findings_t &findings) {
-    const auto check_side = [&](const kmg_float3_t &found, const kmg_float3_t &wanted, bool cuts,
-                                const char *side) {
-        if (found == wanted)
+    // What is wrong with the sphere as a whole, of positions in the box.
+    template <class R>
+    void report(const R &record, const kmg_place_t &place, const extent_t &box,
+                kmg_findings_t &findings) const {
+        if (!known_ || box.empty)
             return;
-        findings.add(cuts ? finding_code_t::box : finding_code_t::box_loose,
-                     place_of_field(place, record, found),
-                     concat(side, cuts ? " cuts positions off" : " is wider than the positions"));
-    };
-    const kmg_box_t &box = record.box;
-    check_side(box.minimum, extent.box.minimum,
-               !holds({box.minimum, {largest, largest, largest}}, extent.box.minimum), "box_minimum");
-    check_side(box.maximum, extent.box.maximum,
-               !holds({{-largest, -largest, -largest}, box.maximum}, extent.box.maximum), "box_maximum");
+        bool centre_inside = true;
+        double squares = 0;
+        for (size_t i = 0; i < 3; ++i) {
+            const float c = sphere_.centre[i];
+            centre_inside = centre_inside && c >= box.minimum[i] && c <= box.maximum[i];
+            const double extent = static_cast<double>(box.maximum[i]) - static_cast<double>(box.minimum[i]);
+            squares += extent * extent;
+        }
+        const auto at = centre_inside ? place_of_field(place, record, record.sphere.radius)
+                                      : place_of_field(place, record, record.sphere.centre);
+        const auto text = [&](const std::string &what) {
+            return concat("sphere of radius ", sphere_.radius, " about ", short_text(sphere_.centre), what);
+        };
+        if (outside_ != 0)
+            findings.add(finding_code_t::sphere, at,
+                         text(concat(" leaves positions out, the farthest by ", rounded_t{farthest_, 3})));
+        else if (!touched_)
+            findings.add(finding_code_t::sphere_loose, at,
+                         text(concat(" could be smaller by ", rounded_t{-farthest_, 3})));
+        else if (static_cast<double>(sphere_.radius) > largest_sphere * std::sqrt(squares) / 2 + tolerance_)
+            findings.add(finding_code_t::sphere_loose, at,
+                         text(concat(", half the box's diagonal is ", rounded_t{std::sqrt(squares) / 2, 3})));
+    }
+
+  private:
+    const kmg_sphere_t sphere_;
+    bool known_;
+    double tolerance_ = 0;
+    double farthest_ = -std::numeric_limits<double>::infinity();
+    bool touched_ = false;
+    size_t outside_ = 0;
+};
+
+// Exactly: a sliver is a triangle. Zero for none.
+std::array<double, 3> area_vector(const kmg_float3_t &a, const kmg_float3_t &b, const kmg_float3_t &c) {
+    double u[3], v[3];
+    for (size_t i = 0; i < 3; ++i) {
+        u[i] = static_cast<double>(b[i]) - static_cast<double>(a[i]);
+        v[i] = static_cast<double>(c[i]) - static_cast<double>(a[i]);
+    }
+    return {u[1] * v[2] - u[2] * v[1], u[2] * v[0] - u[0] * v[2], u[0] * v[1] - u[1] * v[0]};
 }
+
+// What the pieces of a model make together.
+struct model_t {
+    extent_t extent;
+    bool bounds_sound = true; // no position is to blame for where it lies
+    bone_set_t bones;
+};
 
 class piece_check_t {
   public:
@@ -69,44 +135,43 @@ class piece_check_t {
         : file_(file), piece_(file.pieces()[index]), data_(file.data_of(piece_)), findings_(findings),
           place_(place_of(kmg_record_kind_t::piece, file.header().pieces_offset, kmg_piece_t::size, index)) {}
 
-    void run(extent_t &model) {
-        check_texture_map();
-        const bool bounds = check_reals(piece_, place_, findings_);
-        check_positions(bounds, model);
+    void run(model_t &model) {
+        check_reals(piece_, place_, findings_);
+        check_bounds(model);
         check_directions();
-        check_uv_channels();
+        check_colours();
+        check_texture_coordinates();
         check_skin();
+        model.bones |= bones_used(data_);
         if (check_indices()) {
             check_triangles();
-            check_unused_vertices();
+            check_vertex_use();
         }
         check_padding();
     }
 
   private:
-    void check_texture_map();
-    void check_positions(bool bounds, extent_t &model);
+    void check_bounds(model_t &model);
+    bool check_side(const side_t &side, extent_t &extent);
+    bool check_sphere(const extent_t &extent);
     void check_directions();
-    void check_uv_channels();
+    void check_colours();
+    void check_texture_coordinates();
     void check_skin();
     bool check_indices();
     void check_triangles();
-    void check_unused_vertices();
+    bool is_turned(const std::array<uint16_t, 3> &corners, const std::array<double, 3> &area) const;
+    void check_vertex_use();
     void check_padding();
 
+    kmg_place_t at_field(const auto &member) const { return place_of_field(place_, piece_, member); }
     kmg_place_t at_vertex(uint32_t stream, size_t vertex) const {
-        return {place_.kind,
-                place_.index,
-                stream + uint64_t{vertex} * piece_.vertex_stride,
-                static_cast<uint32_t>(vertex),
-                {}};
+        const uint64_t byte = stream + uint64_t{vertex} * piece_.vertex_stride;
+        return {place_.kind, place_.index, byte, static_cast<uint32_t>(vertex), {}};
     }
-    kmg_place_t at_triangle(size_t triangle) const {
-        return {place_.kind,
-                place_.index,
-                piece_.index_offset + uint64_t{triangle} * 3 * sizeof(uint16_t),
-                {},
-                static_cast<uint32_t>(triangle)};
+    kmg_place_t at_triangle(size_t triangle, size_t corner = 0) const {
+        const uint64_t byte = piece_.index_offset + (3 * uint64_t{triangle} + corner) * sizeof(uint16_t);
+        return {place_.kind, place_.index, byte, {}, static_cast<uint32_t>(triangle)};
     }
     std::array<uint16_t, 3> corners(size_t triangle) const {
         return {data_.indices[3 * triangle], data_.indices[3 * triangle + 1],
@@ -118,8 +183,20 @@ class piece_check_t {
         const bool finite = all_finite(value);
         if (!finite)
             findings_.add(finding_code_t::not_finite, at_vertex(stream, vertex),
-                          [&] { return concat(name, " is not a finite number"); });
+                          [&] { return concat(name, " is ", values_text(value)); });
         return finite;
+    }
+    void check_unit(const kmg_float3_t &direction, bool normal, uint32_t stream, size_t vertex) {
+        const double l = length(direction);
+        if (std::abs(l - 1) <= direction_tolerance)
+            return;
+        const auto code = !normal ? finding_code_t::tangent_length
+                          : l > 0 ? finding_code_t::normal_length
+                                  : finding_code_t::normal_zero;
+        findings_.add(code, at_vertex(stream, vertex), [&] {
+            return concat(normal ? "normal" : "tangent", " has length ", static_cast<float>(l),
+                          ", expected 1");
+        });
     }
 
     const kmg_reader_t &file_;
@@ -129,86 +206,157 @@ class piece_check_t {
     const kmg_place_t place_;
 };
 
-void piece_check_t::check_texture_map() {
-    for (uint32_t slot = 0; slot < kmg_max_uv_channels; ++slot) {
-        const auto channel = channel_of_slot(piece_, slot);
-        if (channel && *channel >= piece_.uv_channel_count)
-            findings_.add(
-                finding_code_t::texture_map, place_of_field(place_, piece_, piece_.texture_coordinate_map),
-                concat("slot ", slot, " is fed by UV channel ", *channel, " of ", piece_.uv_channel_count));
-    }
+void piece_check_t::check_bounds(model_t &model) {
+    for (size_t i = 0; i < data_.positions.size(); ++i)
+        check_finite(data_.positions[i], piece_.position_offset, i, "position");
+    extent_t extent = range_of(data_.positions);
+    if (extent.empty)
+        return;
+    for (size_t side = 0; side < side_t::count; ++side)
+        model.bounds_sound &= check_side(side_t(side), extent);
+    model.bounds_sound &= check_sphere(extent);
+    model.extent.add(extent.minimum);
+    model.extent.add(extent.maximum);
 }
 
-void piece_check_t::check_positions(bool bounds, extent_t &model) {
-    extent_t extent;
+// The box's sides follow from the positions, and the model's from those of its pieces. When positions lie
+// beyond a side that is the model's too, or a single one beyond a side on which others lie, they are to
+// blame, and not the box. Leaves in the extent what the box has to be.
+bool piece_check_t::check_side(const side_t &side, extent_t &extent) {
+    const float found = side.of(piece_.box)[side.axis];
+    float &wanted = side.of(extent)[side.axis];
+    if (found == wanted || !std::isfinite(found))
+        return true;
+    size_t on_side = 0, beyond_side = 0;
+    for (const kmg_float3_t position : data_.positions) {
+        on_side += position[side.axis] == found;
+        beyond_side += all_finite(position) && side.beyond(position[side.axis], found) > 0;
+    }
+    const bool is_models = side.of(file_.header().box)[side.axis] == found;
+    if (beyond_side == 0 || !(is_models || (on_side != 0 && beyond_side == 1))) {
+        findings_.add(beyond_side != 0 ? finding_code_t::box : finding_code_t::box_loose,
+                      at_field(side.of(piece_.box)), side_text(side, found, wanted));
+        return true;
+    }
     for (size_t i = 0; i < data_.positions.size(); ++i) {
         const kmg_float3_t position = data_.positions[i];
-        if (!check_finite(position, piece_.position_offset, i, "position"))
-            continue;
-        extent.add(position);
-        if (bounds && !holds(piece_.sphere, position))
-            findings_.add(finding_code_t::sphere, at_vertex(piece_.position_offset, i),
-                          "lies outside the piece's sphere");
+        const float beyond = side.beyond(position[side.axis], found);
+        if (beyond > 0 && all_finite(position))
+            findings_.add(finding_code_t::box, at_vertex(piece_.position_offset, i), [&] {
+                return concat("position ", axis_names[side.axis], " is ", position[side.axis], ", ", beyond,
+                              " outside the piece's box, which fits the others");
+            });
     }
-    if (!extent.empty()) {
-        model.add(extent.box.minimum);
-        model.add(extent.box.maximum);
+    wanted = found;
+    return false;
+}
+
+// Of positions within the extent; those outside have been told.
+bool piece_check_t::check_sphere(const extent_t &extent) {
+    sphere_check_t sphere(piece_.sphere);
+    if (!sphere.known())
+        return true;
+    const auto within = [&](const kmg_float3_t &position) {
+        extent_t larger = extent;
+        larger.add(position);
+        return all_finite(position) && larger.minimum == extent.minimum && larger.maximum == extent.maximum;
+    };
+    for (const kmg_float3_t position : data_.positions)
+        if (within(position))
+            sphere.add(position);
+    if (!sphere.is_right_but_for_one()) {
+        sphere.report(piece_, place_, extent, findings_);
+        return sphere.outside() == 0;
     }
-    if (bounds)
-        check_box(piece_, place_, extent, findings_);
+    for (size_t i = 0; i < data_.positions.size(); ++i)
+        if (const auto position = data_.positions[i]; within(position) && sphere.is_outside(position))
+            findings_.add(finding_code_t::sphere, at_vertex(piece_.position_offset, i), [&] {
+                return concat("position ", short_text(position), " lies ",
+                              rounded_t{sphere.distance(position), 3},
+                              " outside the piece's sphere, which fits the others");
+            });
+    return false;
 }
 
 void piece_check_t::check_directions() {
-    const auto check_length = [&](const kmg_float3_t &direction, finding_code_t code, uint32_t stream,
-                                  size_t vertex, const char *name) {
-        const double l = length(direction);
-        if (std::abs(l - 1) > direction_tolerance)
-            findings_.add(code, at_vertex(stream, vertex), [&] {
-                return concat(name, " has length ", static_cast<float>(l), ", expected 1");
-            });
-    };
     for (size_t i = 0; i < data_.normals.size(); ++i)
         if (const auto normal = data_.normals[i]; check_finite(normal, piece_.normal_offset, i, "normal"))
-            check_length(normal, finding_code_t::normal_length, piece_.normal_offset, i, "normal");
+            check_unit(normal, true, piece_.normal_offset, i);
     for (size_t i = 0; i < data_.tangents.size(); ++i) {
         const kmg_float4_t tangent = data_.tangents[i];
         if (!check_finite(tangent, piece_.tangent_offset, i, "tangent"))
             continue;
-        check_length({tangent[0], tangent[1], tangent[2]}, finding_code_t::tangent_length,
-                     piece_.tangent_offset, i, "tangent");
+        check_unit({tangent[0], tangent[1], tangent[2]}, false, piece_.tangent_offset, i);
         if (tangent[3] != 1 && tangent[3] != -1)
-            findings_.add(finding_code_t::tangent_sign, at_vertex(piece_.tangent_offset, i), [&] {
-                return concat("tangent's fourth value is ", tangent[3], ", expected 1 or -1");
-            });
+            findings_.add(finding_code_t::tangent_sign, at_vertex(piece_.tangent_offset, i),
+                          [&] { return concat("tangent's sign is ", tangent[3], ", expected 1 or -1"); });
     }
 }
 
-void piece_check_t::check_uv_channels() {
+void piece_check_t::check_colours() {
+    const auto range = range_of(data_.colours);
+    if (range.maximum[0] == 0 && range.maximum[1] == 0 && range.maximum[2] == 0)
+        findings_.add(finding_code_t::colour_black, at_field(piece_.colour_offset),
+                      "red, green and blue of all vertices are 0");
+}
+
+void piece_check_t::check_texture_coordinates() {
+    std::array<bool, kmg_max_uv_channels> feeds{};
+    for (uint32_t slot = 0; slot < kmg_max_uv_channels; ++slot)
+        if (const auto channel = channel_of_slot(piece_, slot)) {
+            if (*channel < piece_.uv_channel_count)
+                feeds[*channel] = true;
+            else
+                findings_.add(finding_code_t::texture_map, at_field(piece_.texture_coordinate_map),
+                              concat("slot ", slot, " is fed by uv", *channel, ", the piece has ",
+                                     counted_t{piece_.uv_channel_count, "UV channel"}));
+        }
     for (uint32_t channel = 0; channel < piece_.uv_channel_count; ++channel) {
+        if (!feeds[channel])
+            findings_.add(finding_code_t::uv_unused, at_field(piece_.texture_coordinate_map),
+                          concat("no slot is fed by uv", channel));
         const auto &values = data_.uv_channels[channel];
-        const uint32_t offset = piece_.uv_offset + channel * static_cast<uint32_t>(sizeof(kmg_float2_t));
+        const uint32_t offset = piece_.uv_offset + channel * uint32_t{sizeof(kmg_float2_t)};
         for (size_t i = 0; i < values.size(); ++i)
-            check_finite(values[i], offset, i, "texture coordinate");
+            if (const kmg_float2_t value = values[i]; check_finite(value, offset, i, "texture coordinate") &&
+                                                      (std::abs(value[0]) > largest_texture_coordinate ||
+                                                       std::abs(value[1]) > largest_texture_coordinate))
+                findings_.add(finding_code_t::uv_range, at_vertex(offset, i),
+                              [&] { return concat("uv", channel, " is ", values_text(value)); });
+        if (const auto range = range_of(values); values.size() > 1 && !range.empty && range.is_constant())
+            findings_.add(finding_code_t::uv_constant, at_vertex(offset, 0),
+                          concat("uv", channel, " of all vertices is ", values_text(range.minimum)));
     }
 }
 
 void piece_check_t::check_skin() {
-    for (size_t i = 0; i < data_.bone_indices.size(); ++i)
-        for (const uint8_t bone : data_.bone_indices[i])
-            if (bone >= file_.header().bone_count) {
-                findings_.add(finding_code_t::bone_index, at_vertex(piece_.bone_index_offset, i),
-                              [&] { return concat("uses bone ", bone, " of ", file_.header().bone_count); });
-                break;
-            }
-    for (size_t i = 0; i < data_.bone_weights.size(); ++i) {
+    const uint32_t bone_count = file_.header().bone_count;
+    for (size_t i = 0; i < data_.bone_indices.size(); ++i) {
+        const kmg_bytes4_t bones = data_.bone_indices[i], weights = data_.bone_weights[i];
+        const auto report = [&](finding_code_t code, auto &&make_text) {
+            findings_.add(code, at_vertex(piece_.bone_index_offset, i), make_text);
+        };
+        if (const uint8_t most = *std::max_element(bones.begin(), bones.end()); most >= bone_count)
+            report(finding_code_t::bone_index,
+                   [&] { return concat("uses bone ", most, ", the file has bones 0 to ", bone_count - 1); });
+        else
+            for (size_t slot = 1; slot < bones.size(); ++slot)
+                if (weights[slot] == 0 ? bones[slot] != bones[slot - 1] : bones[slot] <= bones[slot - 1])
+                    report(finding_code_t::bone_slots, [&] {
+                        return concat("bones are ", values_text(bones), " with weights ",
+                                      values_text(weights), ": slot ", slot,
+                                      weights[slot] == 0 ? " without weight does not repeat the one before it"
+                                                         : " does not follow the one before it");
+                    });
         unsigned sum = 0;
-        for (const uint8_t weight : data_.bone_weights[i])
+        for (const uint8_t weight : weights)
             sum += weight;
         // Source weights of more than 1 in all give more, nothing gives less.
         if (sum != 255)
-            findings_.add(sum < 255 ? finding_code_t::weights_below : finding_code_t::weights_above,
-                          at_vertex(piece_.bone_weight_offset, i),
-                          [&] { return concat("weights sum to ", sum, ", expected 255"); });
+            findings_.add(
+                sum < 255 ? finding_code_t::weights_below : finding_code_t::weights_above,
+                at_vertex(piece_.bone_weight_offset, i),
+                [&] { return concat("weights ", values_text(weights), " sum to ", sum, ", expected 255"); });
     }
 }
 
@@ -217,27 +365,19 @@ bool piece_check_t::check_indices() {
     for (size_t i = 0; i < data_.indices.size(); ++i)
         if (data_.indices[i] >= piece_.vertex_count) {
             sound = false;
-            findings_.add(finding_code_t::index, at_triangle(i / 3), [&] {
-                return concat("uses vertex ", data_.indices[i], " of ", piece_.vertex_count);
+            findings_.add(finding_code_t::index, at_triangle(i / 3, i % 3), [&] {
+                return concat("uses vertex ", data_.indices[i], ", the piece has vertices 0 to ",
+                              piece_.vertex_count - 1);
             });
         }
     return sound;
-}
-
-// Exactly: a sliver is a triangle.
-bool has_area(const kmg_float3_t &a, const kmg_float3_t &b, const kmg_float3_t &c) {
-    double u[3], v[3];
-    for (size_t i = 0; i < 3; ++i) {
-        u[i] = static_cast<double>(b[i]) - static_cast<double>(a[i]);
-        v[i] = static_cast<double>(c[i]) - static_cast<double>(a[i]);
-    }
-    return u[1] * v[2] != u[2] * v[1] || u[2] * v[0] != u[0] * v[2] || u[0] * v[1] != u[1] * v[0];
 }
 
 void piece_check_t::check_triangles() {
     struct keyed_t {
         uint64_t corners; // the smallest first, in the order of the triangle
         uint32_t triangle;
+        auto operator<=>(const keyed_t &) const = default;
     };
     std::vector<keyed_t> triangles;
     triangles.reserve(data_.indices.size() / 3);
@@ -247,28 +387,45 @@ void piece_check_t::check_triangles() {
             findings_.add(finding_code_t::triangle_degenerate, at_triangle(t), "has a vertex twice");
             continue;
         }
-        if (!has_area(data_.positions[c[0]], data_.positions[c[1]], data_.positions[c[2]]))
+        const auto area = area_vector(data_.positions[c[0]], data_.positions[c[1]], data_.positions[c[2]]);
+        if (area == std::array<double, 3>{})
             findings_.add(finding_code_t::triangle_degenerate, at_triangle(t), "has no area");
+        else if (is_turned(c, area))
+            findings_.add(finding_code_t::triangle_turned, at_triangle(t),
+                          "faces away from the normals of its corners");
         std::rotate(c.begin(), std::min_element(c.begin(), c.end()), c.end());
         triangles.push_back({uint64_t{c[0]} << 32 | uint64_t{c[1]} << 16 | c[2], static_cast<uint32_t>(t)});
     }
-    std::sort(triangles.begin(), triangles.end(), [](const keyed_t &a, const keyed_t &b) {
-        return a.corners != b.corners ? a.corners < b.corners : a.triangle < b.triangle;
-    });
+    std::sort(triangles.begin(), triangles.end());
     for (size_t i = 1; i < triangles.size(); ++i)
         if (triangles[i].corners == triangles[i - 1].corners)
             findings_.add(finding_code_t::triangle_duplicate, at_triangle(triangles[i].triangle),
                           [&] { return concat("repeats triangle ", triangles[i - 1].triangle); });
 }
 
-void piece_check_t::check_unused_vertices() {
-    std::vector<bool> used(piece_.vertex_count);
-    for (const uint16_t vertex : data_.indices)
-        used[vertex] = true;
+bool piece_check_t::is_turned(const std::array<uint16_t, 3> &corners,
+                              const std::array<double, 3> &area) const {
+    for (const uint16_t corner : corners) {
+        const kmg_float3_t normal = data_.normals[corner];
+        double dot = 0;
+        for (size_t i = 0; i < 3; ++i)
+            dot += static_cast<double>(normal[i]) * area[i];
+        if (!(dot < turned * length(normal) * length(area)))
+            return false;
+    }
+    return true;
+}
+
+void piece_check_t::check_vertex_use() {
+    const std::vector<bool> used = used_vertices(piece_, data_);
     for (size_t i = 0; i < used.size(); ++i)
         if (!used[i])
             findings_.add(finding_code_t::vertex_unused, at_vertex(piece_.position_offset, i),
                           "no triangle uses it");
+    if (const auto copies = copied_vertices(file_, piece_); !copies.empty())
+        findings_.add(finding_code_t::vertex_copied, at_vertex(piece_.position_offset, copies.front()),
+                      concat(copies.size(), " of ", counted_t{piece_.vertex_count, "vertex", "vertices"},
+                             " are copies of others in all they hold, this one the first"));
 }
 
 void piece_check_t::check_padding() {
@@ -280,34 +437,88 @@ void piece_check_t::check_padding() {
     little_endian::get(file_.bytes().data() + end, padding);
     if (padding != 0)
         findings_.add(finding_code_t::index_padding, {place_.kind, place_.index, end},
-                      "padding behind the indices is not zero");
+                      concat("padding behind the indices is ", padding, ", expected 0"));
 }
 
-void check_model_bounds(const kmg_reader_t &file, const extent_t &extent, kmg_findings_t &findings) {
+void check_model_bounds(const kmg_reader_t &file, const model_t &model, kmg_findings_t &findings) {
     const kmg_header_t &header = file.header();
-    const kmg_place_t place{kmg_record_kind_t::header, 0, 0};
-    if (!check_reals(header, place, findings))
-        return;
-    check_box(header, place, extent, findings);
-    for (size_t p = 0; p < file.pieces().size(); ++p) {
-        const kmg_piece_t piece = file.pieces()[p];
-        const auto positions = file.data_of(piece).positions;
-        for (size_t i = 0; i < positions.size(); ++i)
-            if (const auto position = positions[i]; all_finite(position) && !holds(header.sphere, position))
-                findings.add(
-                    finding_code_t::sphere, place_of_field(place, header, header.sphere.centre), [&] {
-                        return concat("vertex ", i, " of piece ", p, " lies outside the model's sphere");
-                    });
+    check_reals(header, header_place, findings);
+    constexpr float largest = std::numeric_limits<float>::max();
+    const kmg_box_t empty_box{{largest, largest, largest}, {-largest, -largest, -largest}};
+    for (size_t number = 0; number < side_t::count; ++number) {
+        const side_t side(number);
+        const float found = side.of(header.box)[side.axis];
+        const float wanted =
+            model.extent.empty ? side.of(empty_box)[side.axis] : side.of(model.extent)[side.axis];
+        if (found != wanted && std::isfinite(found))
+            findings.add(side.beyond(wanted, found) > 0 ? finding_code_t::box : finding_code_t::box_loose,
+                         place_of_field(header_place, header, side.of(header.box)),
+                         side_text(side, found, wanted));
     }
+    if (!model.bounds_sound)
+        return; // told at the pieces
+    sphere_check_t sphere(header.sphere);
+    for (const kmg_piece_t piece : file.pieces())
+        for (const kmg_float3_t position : file.data_of(piece).positions)
+            if (all_finite(position))
+                sphere.add(position);
+    sphere.report(header, header_place, model.extent, findings);
+}
+
+// The writer numbers the model's materials from 0.
+void check_materials(const kmg_reader_t &file, kmg_findings_t &findings) {
+    struct use_t {
+        uint32_t material, piece;
+        auto operator<=>(const use_t &) const = default;
+    };
+    std::vector<use_t> uses;
+    uses.reserve(file.pieces().size());
+    for (uint32_t i = 0; i < file.pieces().size(); ++i)
+        uses.push_back({file.pieces()[i].material, i});
+    std::sort(uses.begin(), uses.end());
+    uint64_t next = 0;
+    for (const auto &[material, index] : uses) {
+        if (material > next) {
+            const kmg_piece_t piece = file.pieces()[index];
+            const auto place =
+                place_of(kmg_record_kind_t::piece, file.header().pieces_offset, kmg_piece_t::size, index);
+            findings.add(finding_code_t::material_gap, place_of_field(place, piece, piece.material), [&] {
+                return concat("material is ", material, ", though no piece has ", next,
+                              material - next > 1 ? concat(" to ", material - 1) : "");
+            });
+        }
+        next = uint64_t{material} + 1;
+    }
+}
+
+void check_bone_use(const kmg_reader_t &file, const bone_set_t &used, kmg_findings_t &findings) {
+    const kmg_header_t &header = file.header();
+    if (header.bone_count == 0)
+        return;
+    const auto report = [&](finding_code_t code, uint32_t bone, std::string text) {
+        findings.add(code,
+                     place_of(kmg_record_kind_t::bone, header.bones_offset, kmg_bone_data_t::size, bone),
+                     std::move(text));
+    };
+    const auto moving = members_of(used, header.bone_count);
+    if (moving.size() == 1 && header.bone_count > 1)
+        return report(finding_code_t::skin_one_bone, moving[0],
+                      concat("moves all vertices, the other ", header.bone_count - 1, " move none"));
+    if (const auto idle = members_of(~used, header.bone_count); !idle.empty())
+        report(finding_code_t::bone_unused, idle[0],
+               concat(idle.size(), " of ", counted_t{header.bone_count, "bone"},
+                      " move no vertex: ", list_text(idle)));
 }
 
 } // namespace
 
 void check_pieces(const kmg_reader_t &file, kmg_findings_t &findings) {
-    extent_t extent;
+    model_t model;
     for (size_t i = 0; i < file.pieces().size(); ++i)
-        piece_check_t(file, i, findings).run(extent);
-    check_model_bounds(file, extent, findings);
+        piece_check_t(file, i, findings).run(model);
+    check_model_bounds(file, model, findings);
+    check_materials(file, findings);
+    check_bone_use(file, model.bones, findings);
 }
 
 } // namespace kestrel

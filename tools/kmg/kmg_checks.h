@@ -1,14 +1,70 @@
 #pragma once
 
-// The checks of a file whose structure is sound, by section. Called by check_kmg.
+// The checks of a file whose structure is sound, by section, and where they put what they find. Called by
+// check_kmg.
 
-#include "tools/kmg/concat.h"
-#include "tools/kmg/kmg_findings.h"
+#include "tools/kmg/kmg_check.h"
+#include "tools/kmg/kmg_facts.h"
+#include "tools/kmg/kmg_text.h"
 
-#include <cmath>
+#include <array>
 #include <concepts>
 
 namespace kestrel {
+
+inline constexpr size_t finding_code_count = 0
+#define KMG_COUNT_FINDING(code, severity, meaning) +1
+    KMG_FINDINGS(KMG_COUNT_FINDING)
+#undef KMG_COUNT_FINDING
+    ;
+
+// Collects findings. Of one code at one record, and of one code in the file, the first few are kept and the
+// rest counted, so that a broken exporter buries neither everything else nor the memory. Findings of one
+// record are added one after the other.
+class kmg_findings_t {
+  public:
+    explicit kmg_findings_t(uint32_t limit) : limit_(limit), file_limit_(10 * uint64_t{limit}) {}
+
+    void add(finding_code_t code, const kmg_place_t &place, std::string text) {
+        if (wants(code, place))
+            kept_.push_back({code, place, std::move(text)});
+    }
+    // The text is made only when it is kept.
+    template <class F>
+    requires std::is_invocable_r_v<std::string, F>
+    void add(finding_code_t code, const kmg_place_t &place, F &&make_text) {
+        if (wants(code, place))
+            kept_.push_back({code, place, make_text()});
+    }
+    bool any() const { return !kept_.empty(); }
+    std::vector<kmg_finding_t> take();
+
+  private:
+    struct left_out_t {
+        uint32_t count = 0;
+        kmg_place_t first;
+
+        void add(const kmg_place_t &place) {
+            if (count++ == 0)
+                first = place;
+        }
+    };
+    struct tally_t {
+        uint32_t at_record = 0; // of the present record
+        uint64_t kept = 0;
+        left_out_t of_record, of_file;
+    };
+
+    bool wants(finding_code_t code, const kmg_place_t &place);
+    void end_record();
+
+    uint32_t limit_;
+    uint64_t file_limit_;
+    std::vector<kmg_finding_t> kept_;
+    kmg_record_kind_t kind_ = kmg_record_kind_t::file;
+    uint32_t index_ = 0;
+    std::array<tally_t, finding_code_count> tallies_{};
+};
 
 void check_bones(const kmg_reader_t &file, kmg_findings_t &findings);
 // Names of parts and locators, the locators themselves and the strings they refer to.
@@ -18,6 +74,7 @@ void check_pieces(const kmg_reader_t &file, kmg_findings_t &findings);
 inline kmg_place_t place_of(kmg_record_kind_t kind, uint32_t section, size_t record_size, size_t index) {
     return {kind, static_cast<uint32_t>(index), section + uint64_t{index} * record_size};
 }
+inline constexpr kmg_place_t header_place{kmg_record_kind_t::header, 0, 0};
 
 // The place of one member of a record that lies at the place.
 template <class R, class T>
@@ -27,47 +84,46 @@ kmg_place_t place_of_field(const kmg_place_t &place, const R &record, const T &m
     return field;
 }
 
-template <size_t N>
-bool all_finite(const std::array<float, N> &values) {
-    for (const float value : values)
-        if (!std::isfinite(value))
-            return false;
-    return true;
-}
 bool all_finite(std::same_as<float> auto value) {
     return std::isfinite(value);
 }
 
-// Every real of a record; the record lies at the place. Gives whether all are finite.
+// Every real of a record; the record lies at the place.
 template <class R>
-bool check_reals(const R &record, const kmg_place_t &place, kmg_findings_t &findings) {
-    bool finite = true;
+void check_reals(const R &record, const kmg_place_t &place, kmg_findings_t &findings) {
     R::visit(record, [&](size_t offset, const char *name, const auto &member) {
         if constexpr (requires { all_finite(member); })
             if (!all_finite(member)) {
                 kmg_place_t at = place;
                 at.byte += offset;
-                findings.add(finding_code_t::not_finite, at, concat(name, " is not a finite number"));
-                finite = false;
+                findings.add(finding_code_t::not_finite, at,
+                             [&] { return concat(name, " is ", values_text(member)); });
             }
     });
-    return finite;
 }
 
 void check_name(uint64_t name, const kmg_place_t &place, kmg_findings_t &findings);
-
-// Names that another record of the section has, too; one finding for each record after the first.
-class repeated_names_t {
-  public:
-    void add(uint64_t name, const kmg_place_t &place) { names_.push_back({name, place}); }
-    void report(kmg_findings_t &findings);
-
-  private:
-    struct named_place_t {
+// Names that an earlier record of the section has, too. `records` have names and lie at the section's start.
+template <class R>
+void check_repeated_names(const kmg_view_t<R> &records, size_t count, kmg_record_kind_t kind,
+                          uint32_t section, kmg_findings_t &findings) {
+    struct named_t {
         uint64_t name;
-        kmg_place_t place;
+        uint32_t index;
+        auto operator<=>(const named_t &) const = default;
     };
-    std::vector<named_place_t> names_;
-};
+    std::vector<named_t> names;
+    names.reserve(count);
+    for (uint32_t i = 0; i < count; ++i)
+        names.push_back({records[i].name, i});
+    std::sort(names.begin(), names.end());
+    for (size_t i = 1; i < count; ++i)
+        if (names[i].name == names[i - 1].name && names[i].name != 0)
+            findings.add(finding_code_t::name_repeated, place_of(kind, section, R::size, names[i].index),
+                         [&] {
+                             return concat("has the name of ", to_text(kind, names[i - 1].index), ", '",
+                                           token_text(names[i].name), "'");
+                         });
+}
 
 } // namespace kestrel

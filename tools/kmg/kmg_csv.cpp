@@ -1,6 +1,4 @@
-#include "tools/kmg/kmg_csv.h"
-
-#include "tools/kmg/concat.h"
+#include "tools/kmg/kmg_print.h"
 
 namespace kestrel {
 
@@ -21,39 +19,45 @@ void for_each_column(const kmg_piece_data_t &data, F &&column) {
     columns(data.positions, "position", {"x", "y", "z"});
     columns(data.normals, "normal", {"x", "y", "z"});
     columns(data.tangents, "tangent", {"x", "y", "z", "w"});
-    columns(data.colours, "colour", {"r", "g", "b", "a"});
+    columns(data.colours, "colour", {"r/128", "g/128", "b/128", "a/255"});
     columns(data.factors, "factor", {"0", "1", "2", "3"});
     for (size_t channel = 0; channel < kmg_max_uv_channels; ++channel)
         columns(data.uv_channels[channel], concat("uv", channel), {"u", "v"});
     columns(data.bone_indices, "bone", {"0", "1", "2", "3"});
-    columns(data.bone_weights, "weight", {"0", "1", "2", "3"});
+    columns(data.bone_weights, "weight", {"0/255", "1/255", "2/255", "3/255"});
 }
 
 } // namespace
 
-std::string vertices_csv(const kmg_reader_t &file, const kmg_piece_t &piece) {
+void vertices_csv(const kmg_reader_t &file, const kmg_piece_t &piece, const text_sink_t &sink) {
     const kmg_piece_data_t data = file.data_of(piece);
     std::string text = "vertex";
     for_each_column(data,
                     [&](const std::string &name, const auto &, size_t) { append(text, concat(",", name)); });
-    text += '\n';
+    if (!data.bone_indices.empty())
+        text += ",bone_0_name,bone_1_name,bone_2_name,bone_3_name";
+    sink(text += '\n');
     for (size_t i = 0; i < piece.vertex_count; ++i) {
-        append(text, i);
+        text = concat(i);
         for_each_column(data, [&](const std::string &, const auto &stream, size_t value) {
             text += ',';
             append(text, stream[i][value]);
         });
-        text += '\n';
+        if (!data.bone_indices.empty())
+            for (const uint8_t bone : data.bone_indices[i]) {
+                text += ',';
+                if (bone < file.bones().size())
+                    text += token_text(file.bones()[bone].name);
+            }
+        sink(text += '\n');
     }
-    return text;
 }
 
-std::string indices_csv(const kmg_reader_t &file, const kmg_piece_t &piece) {
+void indices_csv(const kmg_reader_t &file, const kmg_piece_t &piece, const text_sink_t &sink) {
     const auto indices = file.data_of(piece).indices;
-    std::string text = "triangle,a,b,c\n";
+    sink("triangle,a,b,c\n");
     for (size_t i = 0; i < indices.size(); i += 3)
-        append(text, concat(i / 3, ",", indices[i], ",", indices[i + 1], ",", indices[i + 2], "\n"));
-    return text;
+        sink(concat(i / 3, ",", indices[i], ",", indices[i + 1], ",", indices[i + 2], "\n"));
 }
 
 } // namespace kestrel

@@ -1,10 +1,6 @@
 #include "tools/kmg/kmg_json.h"
 
-#include "tools/kmg/concat.h"
-#include "tools/kmg/file_facts.h"
-#include "tools/kmg/kmg_check.h"
-#include "tools/kmg/piece_facts.h"
-#include "tools/kmg/token_text.h"
+#include "tools/kmg/kmg_facts.h"
 #include "tools/kmg/vertex_cache_statistics.h"
 
 #include <charconv>
@@ -61,13 +57,6 @@ json_t record_to_json(const R &record) {
     return result;
 }
 
-json_t sections_to_json(const kmg_header_t &header) {
-    json_t sections = json_t::array();
-    for (const section_t &section : sections_of(header))
-        sections.push_back({{"name", section.name}, {"offset", section.offset}, {"size", section.size}});
-    return sections;
-}
-
 json_t vertex_cache_to_json(const kmg_piece_t &piece, const kmg_piece_data_t &data) {
     json_t caches = json_t::array();
     for (const auto kind : {vertex_cache_kind_t::fifo, vertex_cache_kind_t::lru})
@@ -95,9 +84,14 @@ json_t piece_to_json(const kmg_reader_t &file, const kmg_piece_t &piece, uint32_
         slots.push_back(channel ? json_t(*channel) : json_t(nullptr));
     }
     result["texture_coordinate_channels"] = std::move(slots);
-    const auto range = index_range(data.indices);
-    result["index_minimum"] = range ? json_t(range->first) : json_t(nullptr);
-    result["index_maximum"] = range ? json_t(range->last) : json_t(nullptr);
+    uint16_t minimum = UINT16_MAX, maximum = 0;
+    for (const uint16_t index : data.indices) {
+        minimum = std::min(minimum, index);
+        maximum = std::max(maximum, index);
+    }
+    const bool empty = data.indices.empty();
+    result["index_minimum"] = empty ? json_t(nullptr) : json_t(minimum);
+    result["index_maximum"] = empty ? json_t(nullptr) : json_t(maximum);
     result["vertex_cache"] = vertex_cache_to_json(piece, data);
     return result;
 }
@@ -106,21 +100,6 @@ json_t locator_to_json(const kmg_reader_t &file, const kmg_locator_t &locator) {
     json_t result = record_to_json(locator);
     const auto hookup = file.hookup_of(locator);
     result["hookup_text"] = hookup ? json_t(*hookup) : json_t(nullptr);
-    return result;
-}
-
-json_t strings_to_json(const kmg_reader_t &file) {
-    json_t strings = json_t::array();
-    for (const pool_string_t &string : strings_of(file.string_pool()))
-        strings.push_back({{"offset", string.offset}, {"text", string.text}});
-    return strings;
-}
-
-template <class R>
-json_t records_to_json(const kmg_view_t<R> &records) {
-    json_t result = json_t::array();
-    for (const R record : records)
-        result.push_back(record_to_json(record));
     return result;
 }
 
@@ -136,75 +115,121 @@ json_t place_to_json(const kmg_place_t &place) {
     return result;
 }
 
+json_t difference_to_json(const kmg_difference_t &difference) {
+    json_t result = {{"record", name_of(difference.kind)}};
+    if (difference.kind >= kmg_record_kind_t::bone)
+        result["index"] = difference.index;
+    if (!difference.name.empty())
+        result["name"] = difference.name;
+    result[difference.stream ? "stream" : "field"] = difference.what;
+    if (difference.of != 0) {
+        result["count"] = difference.count;
+        result["of"] = difference.of;
+        result["largest"] = to_json(difference.largest);
+    }
+    if (difference.stream)
+        result["first"] = difference.first;
+    result["a"] = difference.a;
+    result["b"] = difference.b;
+    return result;
+}
+
+std::string text_of(const json_t &json) {
+    return json.dump(-1, ' ', false, json_t::error_handler_t::replace);
+}
+
 } // namespace
 
-struct kmg_json_t::document_t {
-    json_t files = json_t::array();
-};
+kmg_json_t::kmg_json_t(const text_sink_t &sink) : sink_(sink) {
+    sink_(concat("{\"kmginfo\": ", kmg_json_version, ",\n\"files\": ["));
+}
 
-kmg_json_t::kmg_json_t() : document_(std::make_unique<document_t>()) {}
-kmg_json_t::~kmg_json_t() = default;
+void kmg_json_t::begin_file() {
+    sink_(first_file_ ? "\n" : ",\n");
+    first_file_ = false;
+}
+
+void kmg_json_t::begin_list(std::string_view key) {
+    sink_(concat(",\n\"", key, "\": ["));
+    first_element_ = true;
+}
+
+void kmg_json_t::element(std::string_view text) {
+    sink_(first_element_ ? "\n" : ",\n");
+    sink_(text);
+    first_element_ = false;
+}
+
+void kmg_json_t::end_list() {
+    sink_(first_element_ ? "]" : "\n]");
+}
+
+void kmg_json_t::end() {
+    sink_("\n]}\n");
+}
 
 void kmg_json_t::add_file(std::string_view name, const kmg_reader_t &file) {
-    json_t result = {{"file", name}, {"size", file.bytes().size()}};
-    result["header"] = record_to_json(file.header());
-    result["sections"] = sections_to_json(file.header());
-    result["bones"] = records_to_json(file.bones());
-    result["parts"] = records_to_json(file.parts());
-    json_t locators = json_t::array();
-    for (const kmg_locator_t locator : file.locators())
-        locators.push_back(locator_to_json(file, locator));
-    result["locators"] = std::move(locators);
-    json_t pieces = json_t::array();
+    begin_file();
+    sink_(concat("{\"file\": ", text_of(name), ",\n\"size\": ", file.bytes().size(),
+                 ",\n\"header\": ", text_of(record_to_json(file.header()))));
+    const auto list = [&](std::string_view key, const auto &items, auto &&to_object) {
+        begin_list(key);
+        for (const auto &item : items)
+            element(text_of(to_object(item)));
+        end_list();
+    };
+    list("sections", sections_of(file.header()), [](const section_t &section) {
+        return json_t{{"name", section.name}, {"offset", section.offset}, {"size", section.size}};
+    });
+    const auto as_record = [](const auto &record) { return record_to_json(record); };
+    list("bones", file.bones(), as_record);
+    list("parts", file.parts(), as_record);
+    list("locators", file.locators(),
+         [&](const kmg_locator_t &locator) { return locator_to_json(file, locator); });
     const auto parts = parts_of_pieces(file);
-    for (size_t i = 0; i < file.pieces().size(); ++i)
-        pieces.push_back(piece_to_json(file, file.pieces()[i], parts[i]));
-    result["pieces"] = std::move(pieces);
-    result["strings"] = strings_to_json(file);
-    document_->files.push_back(std::move(result));
+    size_t piece_number = 0;
+    list("pieces", file.pieces(),
+         [&](const kmg_piece_t &piece) { return piece_to_json(file, piece, parts[piece_number++]); });
+    begin_list("strings");
+    for_each_string(file.string_pool(), [&](uint32_t offset, std::string_view text) {
+        element(text_of({{"offset", offset}, {"text", text}}));
+    });
+    end_list();
+    sink_("}");
 }
 
 void kmg_json_t::add_findings(std::string_view name, std::span<const kmg_finding_t> findings) {
-    json_t list = json_t::array();
+    begin_file();
+    sink_(concat("{\"file\": ", text_of(name), ",\n\"sound\": ", has_error(findings) ? "false" : "true"));
+    begin_list("findings");
     for (const kmg_finding_t &finding : findings)
-        list.push_back({{"severity", name_of(kind_of(finding.code).severity)},
-                        {"code", kind_of(finding.code).name},
-                        {"place", place_to_json(finding.place)},
-                        {"text", finding.text},
-                        {"more", finding.more}});
-    document_->files.push_back(
-        {{"file", name}, {"sound", !has_error(findings)}, {"findings", std::move(list)}});
+        element(text_of({{"severity", name_of(kind_of(finding.code).severity)},
+                         {"code", kind_of(finding.code).name},
+                         {"place", place_to_json(finding.place)},
+                         {"text", finding.text},
+                         {"more", finding.more}}));
+    end_list();
+    sink_("}");
 }
 
-void kmg_json_t::add_differences(std::string_view name_a, std::string_view name_b,
-                                 std::span<const kmg_difference_t> differences) {
-    json_t list = json_t::array();
-    for (const kmg_difference_t &difference : differences) {
-        json_t each = {{"record", name_of(difference.kind)}};
-        if (difference.kind >= kmg_record_kind_t::bone)
-            each["index"] = difference.index;
-        each[difference.stream ? "stream" : "field"] = difference.what;
-        if (difference.of != 0) {
-            each["count"] = difference.count;
-            each["of"] = difference.of;
-            each["largest"] = to_json(difference.largest);
-        }
-        if (difference.stream)
-            each["first"] = difference.first;
-        each["a"] = difference.a;
-        each["b"] = difference.b;
-        list.push_back(std::move(each));
-    }
-    document_->files.push_back({{"file", name_a}, {"other", name_b}, {"differences", std::move(list)}});
+void kmg_json_t::begin_differences(std::string_view name_a, std::string_view name_b) {
+    begin_file();
+    sink_(concat("{\"file\": ", text_of(name_a), ",\n\"other\": ", text_of(name_b)));
+    begin_list("differences");
+}
+
+void kmg_json_t::add_difference(const kmg_difference_t &difference) {
+    element(text_of(difference_to_json(difference)));
+}
+
+void kmg_json_t::end_differences() {
+    end_list();
+    sink_("}");
 }
 
 void kmg_json_t::add_failure(std::string_view name, std::string_view text) {
-    document_->files.push_back({{"file", name}, {"failure", text}});
-}
-
-std::string kmg_json_t::text() const {
-    const json_t document = {{"kmginfo", kmg_json_version}, {"files", document_->files}};
-    return document.dump(2, ' ', false, json_t::error_handler_t::replace) + "\n";
+    begin_file();
+    sink_(text_of({{"file", name}, {"failure", text}}));
 }
 
 } // namespace kestrel

@@ -1,10 +1,6 @@
 #include "tools/kmg/kmg_print.h"
 
-#include "tools/kmg/file_facts.h"
-#include "tools/kmg/kmg_text.h"
-#include "tools/kmg/piece_facts.h"
-#include "tools/kmg/text_table.h"
-#include "tools/kmg/token_text.h"
+#include "tools/kmg/kmg_facts.h"
 #include "tools/kmg/vertex_cache_statistics.h"
 
 #include <algorithm>
@@ -15,6 +11,27 @@ namespace kestrel {
 namespace {
 
 constexpr std::string_view bold = "1", faint = "2", red = "31", yellow = "33", green = "32";
+
+std::string_view colour_of(severity_t severity) {
+    return severity == severity_t::error ? red : severity == severity_t::warning ? yellow : green;
+}
+
+std::string styled(print_style_t style, std::string_view code, std::string_view text) {
+    return style.colour ? concat("\x1b[", code, "m", text, "\x1b[0m") : std::string(text);
+}
+
+// "FILE: sound, with warnings (0 errors, 1 warning, 3 notes)".
+std::string verdict_text(std::string_view name, const finding_counts_t &found, print_style_t style) {
+    const severity_t worst = found.errors != 0     ? severity_t::error
+                             : found.warnings != 0 ? severity_t::warning
+                                                   : severity_t::note;
+    const std::string_view verdict = found.errors != 0     ? "not sound"
+                                     : found.warnings != 0 ? "sound, with warnings"
+                                                           : "sound";
+    return concat(name, ": ", styled(style, colour_of(worst), verdict), " (",
+                  counted_t{found.errors, "error"}, ", ", counted_t{found.warnings, "warning"}, ", ",
+                  counted_t{found.notes, "note"}, ")\n");
+}
 
 std::string name_or_dash(uint64_t token) {
     return token == 0 ? "-" : token_text(token);
@@ -27,91 +44,74 @@ std::string range_text(uint64_t first, uint64_t count) {
     return count == 1 ? concat(first) : concat(first, "-", first + count - 1);
 }
 
+std::string count_or_dash(size_t count) {
+    return count == 0 ? "-" : concat(count);
+}
+
 class file_printer_t {
   public:
-    file_printer_t(const kmg_reader_t &file, print_style_t style) : file_(file), style_(style) {}
+    file_printer_t(const kmg_reader_t &file, print_style_t style, const text_sink_t &sink)
+        : file_(file), style_(style), sink_(sink) {}
 
-    std::string print(std::string_view name) {
-        print_summary(name);
-        print_sections();
+    void print(std::string_view name, const finding_counts_t &found) {
+        sink_(verdict_text(styled(style_, bold, name), found, style_));
+        print_summary();
+        if (style_.all)
+            print_sections();
         print_parts();
         print_locators();
         print_pieces();
+        if (style_.all)
+            print_vertex_caches();
         print_piece_bounds();
-        print_vertex_layouts();
         print_texture_coordinates();
+        print_vertex_layouts();
         print_bones();
         print_strings();
-        return std::move(text_);
     }
 
   private:
-    void print_summary(std::string_view name);
+    void print_summary();
     void print_sections();
     void print_parts();
     void print_locators();
     void print_pieces();
+    void print_vertex_caches();
     void print_piece_bounds();
-    void print_vertex_layouts();
     void print_texture_coordinates();
+    void print_vertex_layouts();
     void print_bones();
     void print_bone(uint32_t index, const std::string &indent, bool root, bool last);
     void print_strings();
 
-    void line(std::string_view text) {
-        text_ += text;
-        text_ += '\n';
-    }
-    std::string styled(std::string_view code, std::string_view text) const {
-        return style_.colour ? concat("\x1b[", code, "m", text, "\x1b[0m") : std::string(text);
-    }
-    void heading(std::string_view text) { line(concat("\n", styled(bold, text))); }
+    void line(std::string_view text) { sink_(concat(text, "\n")); }
+    void heading(std::string_view text) { line(concat("\n", styled(style_, bold, text))); }
     void print_table(std::string_view title, const text_table_t &table) {
+        if (table.empty() && !style_.all)
+            return;
+        heading(title);
         if (table.empty())
-            return;
-        heading(title);
-        table.print(
-            [&](bool is_heading, const std::string &row) { line(is_heading ? styled(faint, row) : row); });
+            return line("  none");
+        table.print([&](bool is_heading, const std::string &row) {
+            line(is_heading ? styled(style_, faint, row) : row);
+        });
     }
-    // What pieces have in common, each with the pieces that have it.
-    void print_groups(std::string_view title, auto &&describe) {
-        if (file_.pieces().empty())
-            return;
-        std::map<std::string, std::vector<uint32_t>> groups;
-        for (uint32_t i = 0; i < file_.header().piece_count; ++i)
-            groups[describe(file_.pieces()[i])].push_back(i);
-        heading(title);
-        for (const auto &[description, pieces] : groups)
-            line(concat("  ", description, styled(faint, concat("   pieces ", list_text(pieces)))));
-    }
-    static std::string list_text(const std::vector<uint32_t> &sorted);
 
     const kmg_reader_t &file_;
-    print_style_t style_;
-    std::string text_;
+    const print_style_t style_;
+    const text_sink_t &sink_;
+    bone_set_t moving_;                           // bones that move a vertex
     std::vector<std::vector<uint32_t>> children_; // of each bone
 };
 
-// "0-3, 7".
-std::string file_printer_t::list_text(const std::vector<uint32_t> &sorted) {
-    std::string text;
-    for (size_t i = 0; i < sorted.size();) {
-        size_t end = i + 1;
-        while (end < sorted.size() && sorted[end] == sorted[end - 1] + 1)
-            ++end;
-        append(text, concat(text.empty() ? "" : ", ", range_text(sorted[i], end - i)));
-        i = end;
-    }
-    return text;
-}
-
-void file_printer_t::print_summary(std::string_view name) {
+void file_printer_t::print_summary() {
     const kmg_header_t &header = file_.header();
     const model_totals_t totals = totals_of(file_);
-    line(styled(bold, name));
-    line(concat("  ", file_.bytes().size(), " bytes: ", header.part_count, " parts, ", header.piece_count,
-                " pieces, ", totals.vertices, " vertices, ", totals.triangles, " triangles, ",
-                header.bone_count, " bones, ", header.locator_count, " locators"));
+    line(concat("  ", file_.bytes().size(), " bytes: ", counted_t{header.part_count, "part"}, ", ",
+                counted_t{header.piece_count, "piece"}, ", ",
+                counted_t{totals.vertices, "vertex", "vertices"}, ", ",
+                counted_t{totals.triangles, "triangle"}, ", ", counted_t{header.bone_count, "bone"}, ", ",
+                counted_t{header.locator_count, "locator"}));
     if (header.skeleton_hash != 0)
         line(concat("  skeleton  hash ", hex_t{header.skeleton_hash}, ", ", header.influence_count,
                     " influences per vertex"));
@@ -136,7 +136,7 @@ void file_printer_t::print_sections() {
         for (double length = 0; length < share * bar_length; ++length)
             bar += "█";
         table.add({section.name, concat(section.offset), concat(section.size),
-                   concat(fixed_t{100 * share, 1}, "%"), std::move(bar)});
+                   concat(fixed_t{100 * share, 1}, "%"), bar});
     }
     print_table("Sections", table);
 }
@@ -163,29 +163,41 @@ void file_printer_t::print_locators() {
 }
 
 void file_printer_t::print_pieces() {
-    text_table_t table({"#", "part", "material", "vertices", "triangles", "stride", "indices", "ACMR 16",
-                        "ATVR 16", "ACMR 32", "ATVR 32"});
+    text_table_t table(
+        {"#", "part", "material", "vertices", "copies", "unused", "triangles", "stride", "colour", "bones"});
     const auto parts = parts_of_pieces(file_);
     for (uint32_t i = 0; i < file_.header().piece_count; ++i) {
         const kmg_piece_t piece = file_.pieces()[i];
         const kmg_piece_data_t data = file_.data_of(piece);
-        const auto range = index_range(data.indices);
-        std::vector<std::string> row{concat(i),
-                                     name_or_dash(file_.parts()[parts[i]].name),
-                                     concat(piece.material),
-                                     concat(piece.vertex_count),
-                                     concat(piece.index_count / 3),
-                                     concat(piece.vertex_stride),
-                                     range ? concat(range->first, "-", range->last) : "-"};
+        const std::vector<bool> used = used_vertices(piece, data);
+        const auto unused = std::count(used.begin(), used.end(), false);
+        const auto colours = range_of(data.colours);
+        const bone_set_t bones = bones_used(data);
+        moving_ |= bones;
+        table.add({concat(i), name_or_dash(file_.parts()[parts[i]].name), concat(piece.material),
+                   concat(piece.vertex_count), count_or_dash(copied_vertices(file_, piece).size()),
+                   count_or_dash(static_cast<size_t>(unused)), concat(piece.index_count / 3),
+                   concat(piece.vertex_stride),
+                   colours.is_constant() ? values_text(colours.minimum) : "varies",
+                   bones.any() ? list_text(members_of(bones, bones.size())) : "-"});
+    }
+    print_table("Pieces", table);
+}
+
+void file_printer_t::print_vertex_caches() {
+    text_table_t table({"#", "ACMR 16", "ATVR 16", "ACMR 32", "ATVR 32"});
+    for (uint32_t i = 0; i < file_.header().piece_count; ++i) {
+        const kmg_piece_t piece = file_.pieces()[i];
+        std::vector<std::string> row{concat(i)};
         for (const size_t entries : vertex_cache_sizes) {
-            const auto statistics =
-                measure_vertex_cache(data.indices, piece.vertex_count, vertex_cache_kind_t::fifo, entries);
+            const auto statistics = measure_vertex_cache(file_.data_of(piece).indices, piece.vertex_count,
+                                                         vertex_cache_kind_t::fifo, entries);
             row.push_back(concat(fixed_t{statistics.acmr(), 3}));
             row.push_back(concat(fixed_t{statistics.atvr(), 3}));
         }
-        table.add(std::move(row));
+        table.add(row);
     }
-    print_table("Pieces", table);
+    print_table("Vertex caches", table);
 }
 
 void file_printer_t::print_piece_bounds() {
@@ -198,36 +210,63 @@ void file_printer_t::print_piece_bounds() {
     print_table("Bounds of the pieces", table);
 }
 
+void file_printer_t::print_texture_coordinates() {
+    text_table_t table({"#", "channel", "slots", "u", "v"});
+    for (uint32_t i = 0; i < file_.header().piece_count; ++i) {
+        const kmg_piece_t piece = file_.pieces()[i];
+        const kmg_piece_data_t data = file_.data_of(piece);
+        for (uint32_t channel = 0; channel < piece.uv_channel_count; ++channel) {
+            std::vector<uint32_t> slots;
+            for (uint32_t slot = 0; slot < kmg_max_uv_channels; ++slot)
+                if (channel_of_slot(piece, slot) == channel)
+                    slots.push_back(slot);
+            const auto range = range_of(data.uv_channels[channel]);
+            const auto component = [&](size_t c) {
+                return range.empty ? "-"
+                                   : concat(rounded_t{static_cast<double>(range.minimum[c]), 4}, " to ",
+                                            rounded_t{static_cast<double>(range.maximum[c]), 4});
+            };
+            table.add({concat(i), concat("uv", channel), slots.empty() ? "-" : list_text(slots), component(0),
+                       component(1)});
+        }
+    }
+    print_table("Texture coordinates", table);
+}
+
+// What pieces have in common, each with the pieces that have it.
 void file_printer_t::print_vertex_layouts() {
-    print_groups("Vertex layouts", [](const kmg_piece_t &piece) {
+    if (file_.pieces().empty())
+        return;
+    std::map<std::string, std::vector<uint32_t>> layouts;
+    for (uint32_t i = 0; i < file_.header().piece_count; ++i) {
+        const kmg_piece_t piece = file_.pieces()[i];
         std::string text = concat(piece.vertex_stride, " bytes:");
         for (const vertex_field_t &field : vertex_fields(piece))
             append(text, concat(" ", field.name, " +", field.offset));
-        return text;
-    });
-}
-
-void file_printer_t::print_texture_coordinates() {
-    print_groups("Texture coordinates", [](const kmg_piece_t &piece) {
-        std::string text;
-        for (uint32_t slot = 0; slot < kmg_max_uv_channels; ++slot)
-            if (const auto channel = channel_of_slot(piece, slot))
-                append(text, concat(text.empty() ? "" : ", ", "slot ", slot, " from uv", *channel));
-        return concat(hex_t{piece.texture_coordinate_map}, ": ", text.empty() ? "none" : text);
-    });
+        layouts[text].push_back(i);
+    }
+    heading("Vertex layouts");
+    for (const auto &[layout, pieces] : layouts)
+        line(concat("  ", layout, styled(style_, faint, concat("   pieces ", list_text(pieces)))));
 }
 
 void file_printer_t::print_bones() {
     const uint32_t count = file_.header().bone_count;
     if (count == 0)
         return;
-    heading("Bones");
+    uint32_t lost = 0;
     children_.assign(count, {});
     std::vector<uint32_t> roots;
     for (uint32_t i = 0; i < count; ++i) {
-        const uint8_t parent = file_.bones()[i].parent;
-        (parent == kmg_no_parent ? roots : children_[parent]).push_back(i);
+        const kmg_bone_data_t bone = file_.bones()[i];
+        lost += has_lost_its_name(bone.name, i);
+        (bone.parent == kmg_no_parent ? roots : children_[bone.parent]).push_back(i);
     }
+    heading("Bones");
+    if (lost != 0)
+        line(concat("  ", lost, " of ", count, " have lost their names, which are no tokens"));
+    if (const auto idle = members_of(~moving_, count); !idle.empty())
+        line(concat("  ", idle.size(), " of ", count, " move no vertex: ", list_text(idle)));
     for (const uint32_t root : roots)
         print_bone(root, "  ", true, true);
 }
@@ -237,61 +276,50 @@ void file_printer_t::print_bone(uint32_t index, const std::string &indent, bool 
     const kmg_bone_data_t bone = file_.bones()[index];
     const std::string branch = root ? "" : last ? "└─ " : "├─ ";
     std::string transform =
-        concat("translation ", short_text(bone.translation), "  rotation ", short_text(bone.rotation));
+        concat("at ", short_text(kmg_float3_t{bone.matrix[3], bone.matrix[7], bone.matrix[11]}),
+               "  translation ", short_text(bone.translation), "  rotation ", short_text(bone.rotation));
     if (const std::string scale = short_text(bone.scale); scale != "1 1 1")
         append(transform, concat("  scale ", scale, " along ", short_text(bone.stretch_rotation)));
     if (bone.sign < 0)
         append(transform, "  mirrored");
-    line(
-        concat(indent, branch, name_or_dash(bone.name), styled(faint, concat(" #", index, "  ", transform))));
+    line(concat(indent, branch, name_or_dash(bone.name),
+                styled(style_, faint, concat(" #", index, "  ", transform))));
     const std::string deeper = root ? indent : indent + (last ? "   " : "│  ");
     for (size_t i = 0; i < children_[index].size(); ++i)
         print_bone(children_[index][i], deeper, false, i + 1 == children_[index].size());
 }
 
+// Line by line and not as a table, which would hold millions of short strings many times over.
 void file_printer_t::print_strings() {
-    text_table_t table({"offset", "text"});
-    for (const pool_string_t &string : strings_of(file_.string_pool()))
-        table.add({concat(string.offset), quoted(string.text)});
-    print_table("String pool", table);
+    const size_t width =
+        std::max(std::string_view("offset").size(), concat(file_.string_pool().size()).size());
+    if (file_.string_pool().empty() && !style_.all)
+        return;
+    heading("String pool");
+    if (file_.string_pool().empty())
+        return line("  none");
+    line(styled(style_, faint, concat("  ", std::string(width - 6, ' '), "offset  text")));
+    for_each_string(file_.string_pool(), [&](uint32_t offset, std::string_view text) {
+        const std::string number = concat(offset);
+        line(concat("  ", std::string(width - number.size(), ' '), number, "  ", quoted(text)));
+    });
 }
 
 } // namespace
 
-std::string print_file(std::string_view name, const kmg_reader_t &file, print_style_t style) {
-    return file_printer_t(file, style).print(name);
+void print_file(std::string_view name, const kmg_reader_t &file, const finding_counts_t &found,
+                print_style_t style, const text_sink_t &sink) {
+    file_printer_t(file, style, sink).print(name, found);
 }
 
-std::string print_findings(std::string_view name, std::span<const kmg_finding_t> findings,
-                           print_style_t style) {
-    const auto styled = [&](severity_t severity, std::string_view text) {
-        const std::string_view code = severity == severity_t::error     ? red
-                                      : severity == severity_t::warning ? yellow
-                                                                        : green;
-        return style.colour ? concat("\x1b[", code, "m", text, "\x1b[0m") : std::string(text);
-    };
-    std::string text;
-    size_t counts[3] = {};
+void print_findings(std::string_view name, std::span<const kmg_finding_t> findings, print_style_t style,
+                    const text_sink_t &sink) {
     for (const kmg_finding_t &finding : findings) {
         const finding_kind_t &kind = kind_of(finding.code);
-        append(text, concat(name, ": ", styled(kind.severity, name_of(kind.severity)), ": ",
-                            to_text(finding.place), ": ", finding.text, " [", kind.name, "]\n"));
-        counts[static_cast<size_t>(kind.severity)] += std::max(finding.more, 1u);
+        sink(concat(name, ": ", styled(style, colour_of(kind.severity), name_of(kind.severity)), ": ",
+                    to_text(finding.place), ": ", finding.text, " [", kind.name, "]\n"));
     }
-    const auto [notes, warnings, errors] = counts;
-    const std::string verdict = errors != 0     ? styled(severity_t::error, "not sound")
-                                : warnings != 0 ? styled(severity_t::warning, "sound, with warnings")
-                                                : styled(severity_t::note, "sound");
-    append(text, concat(name, ": ", verdict, " (", errors, " errors, ", warnings, " warnings, ", notes,
-                        " notes)\n"));
-    return text;
-}
-
-std::string print_differences(std::span<const kmg_difference_t> differences) {
-    std::string text;
-    for (const kmg_difference_t &difference : differences)
-        append(text, concat(to_text(difference), "\n"));
-    return text;
+    sink(verdict_text(name, count_findings(findings), style));
 }
 
 } // namespace kestrel

@@ -104,7 +104,7 @@ enum class kmg_fault_code_t : uint8_t {
     bone_parent,  // a bone whose parent does not come before it
 };
 
-// One place where a file breaks the layout: a field holds `found` where the layout wants `expected`.
+// One place where a file breaks the layout: a field holds `found`, which is not what `wanted` says.
 struct kmg_fault_t {
     kmg_fault_code_t code{};
     kmg_record_kind_t kind{};
@@ -112,17 +112,24 @@ struct kmg_fault_t {
     uint64_t byte = 0;      // where the field lies in the file
     const char *field = ""; // its name, or "size" for the file's own
     uint64_t found = 0;
-    const char *wanted = "expected"; // how `expected` is meant, such as "at most"
+    const char *wanted = "expected"; // how `expected` is meant, such as "expected at most"
     uint64_t expected = 0;
 };
 
 // Finds where the structure is broken, in the order of the file. Stops where a fault leaves no way to tell
 // what the bytes behind it are, so nothing found means that all was looked at.
+//
+// What follows from a wrong field is not held against the fields that follow: when a count, a size, an offset
+// or the number of UV channels is wrong and everything else agrees, it is the one that is named.
 void find_structure_faults(std::span<const std::byte> file,
                            const std::function<void(const kmg_fault_t &)> &report);
 
 const char *name_of(kmg_record_kind_t kind);
-// "piece 3: vertex_stride at byte 612 is 44, expected 40".
+// "piece 3", "header".
+std::string to_text(kmg_record_kind_t kind, uint32_t index);
+// "vertex_stride is 44, expected 40".
+std::string text_of(const kmg_fault_t &fault);
+// "piece 3 (byte 612): vertex_stride is 44, expected 40".
 std::string to_text(const kmg_fault_t &fault);
 
 class kmg_reader_t {

@@ -8,6 +8,7 @@
 //
 // FIFO is what is usually modelled: a hit changes nothing. In an LRU cache a hit vertex becomes the youngest.
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -24,7 +25,19 @@ class vertex_cache_t {
     vertex_cache_t(vertex_cache_kind_t kind, size_t entries) : kind_(kind), entries_(entries, empty) {}
 
     // Gives whether the vertex had to be transformed.
-    bool use(uint32_t vertex);
+    bool use(uint32_t vertex) {
+        const auto found = std::find(entries_.begin(), entries_.end(), uint64_t{vertex});
+        const bool missed = found == entries_.end();
+        if (kind_ == vertex_cache_kind_t::lru) {
+            const auto freed = missed ? entries_.end() - 1 : found;
+            *freed = vertex;
+            std::rotate(entries_.begin(), freed, freed + 1);
+        } else if (missed) {
+            entries_[oldest_] = vertex;
+            oldest_ = (oldest_ + 1) % entries_.size();
+        }
+        return missed;
+    }
 
   private:
     static constexpr uint64_t empty = UINT64_MAX;

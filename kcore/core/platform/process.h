@@ -2,7 +2,7 @@
 
 // What the core library asks the operating system about its own process.
 
-#include "kcore/strings/string_local.h"
+#include "kcore/strings/string.h"
 
 namespace kestrel {
 

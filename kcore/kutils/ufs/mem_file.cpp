@@ -1,6 +1,6 @@
 #include "kcore/kutils/ufs/mem_file.h"
 
-#include "kcore/messages/fatal.h"
+#include "kcore/messages/messages.h"
 #include "kcore/ufs/io_pump.h"
 
 #include <algorithm>

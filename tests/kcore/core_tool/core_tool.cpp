@@ -13,7 +13,8 @@ static bool print_hash(const char *path) {
     if (!file)
         return false; // and it has said why
     array_dyn_t<char> text;
-    if (!text.resize(file->get_size()) || !file->read(std::as_writable_bytes(text.items()))) {
+    text.resize(file->get_size());
+    if (!file->read(std::as_writable_bytes(text.items()))) {
         msg_error("%s cannot be read", display_name_of(file.get()).c_str());
         return false;
     }

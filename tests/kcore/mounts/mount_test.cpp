@@ -226,7 +226,7 @@ TEST_F(mount, opening_by_device_type_sets_the_path_kind_and_reports_what_fails) 
     EXPECT_FALSE(open("relative", 1));
     EXPECT_FALSE(open("/none", 1));
     EXPECT_FALSE(open("none", 2));
-    EXPECT_FALSE(fs_device_open("/w", fs_open_mode_t::create_truncate, fs_device_type_t::sysfs));
+    EXPECT_FALSE(fs_device_open("/w/relative", fs_open_mode_t::create, fs_device_type_t::sysfs));
     EXPECT_FALSE(open("/a", 3));
     file_system()->union_device.reset();
     EXPECT_FALSE(open("/a", 1));
@@ -236,7 +236,7 @@ TEST_F(mount, opening_by_device_type_sets_the_path_kind_and_reports_what_fails) 
         "with slash).\n"
         "E: [fs] Failed to open file '/none' in the read mode.\n"
         "E: [fs] Failed to open file 'none' in the read mode.\n"
-        "E: [fs] Failed to open file '/w' in the create_truncate mode.\n"
+        "E: [fs] Failed to open file '/w/relative' in the create mode.\n"
         "E: [fs] Unable to retrieve device pointer of specified type (3) for '/a'.\n"
         "E: [fs] Unable to retrieve device pointer of specified type (1) for '/a'.\n");
 }

@@ -2,7 +2,7 @@
 
 #include "kcore/kutils/ufs/fs_copy.h"
 #include "kcore/kutils/ufs/mem_file.h"
-#include "kcore/messages/console_message_handler.h"
+#include "kcore/messages/message_system.h"
 #include "kcore/ufs/io_pump.h"
 #include "tests/support/captured_messages.h"
 #include "tests/support/child_run.h"

@@ -1,6 +1,6 @@
 // The system's own layer, on a real disk, mostly through the system device.
 
-#include "kcore/messages/console_message_handler.h"
+#include "kcore/messages/message_system.h"
 #include "kcore/ufs/file_system.h"
 #include "kcore/ufs/sysfs_file.h"
 #include "tests/support/captured_messages.h"

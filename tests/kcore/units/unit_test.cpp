@@ -1,7 +1,7 @@
 #include "kcore/units/unit.h"
 
 #include "kcore/core/core.h"
-#include "kcore/strings/string_local.h"
+#include "kcore/strings/string.h"
 #include "kcore/units/conversion_units.h"
 #include "kcore/units/unit_resource_tie.h"
 #include "kcore/units/unit_values.h"

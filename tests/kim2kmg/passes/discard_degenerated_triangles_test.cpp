@@ -24,18 +24,6 @@ struct cleaned_t {
     std::string messages;
 };
 
-static plain_model_t make_model(const std::vector<std::array<float, 3>> &positions,
-                                const std::vector<plain_triangle_t> &triangles) {
-    plain_model_t model;
-    model.materials = {{"m", "rvk2.dif"}};
-    plain_piece_t &piece = model.pieces.emplace_back();
-    piece.index = 7;
-    piece.vertex_count = static_cast<uint32_t>(positions.size());
-    piece.streams = {position_stream(positions)};
-    piece.triangles = triangles;
-    return model;
-}
-
 TEST(discard_degenerated_triangles, tolerance) {
     constexpr float nan = std::numeric_limits<float>::quiet_NaN();
     constexpr float infinity = std::numeric_limits<float>::infinity();
@@ -61,14 +49,15 @@ TEST(discard_degenerated_triangles, tolerance) {
     };
     for (const auto &[a, b, c, proper] : cases)
         for (const plain_triangle_t &triangle : {plain_triangle_t{0, 1, 2}, {2, 1, 0}})
-            EXPECT_EQ(cleaned_t(make_model({a, b, c}, {triangle})).model.pieces[0].triangles.size(), proper)
+            EXPECT_EQ(cleaned_t(one_piece_model({a, b, c}, {triangle})).model.pieces[0].triangles.size(),
+                      proper)
                 << a[0] << ' ' << b[0] << ' ' << c[0];
 }
 
 // Vertices 0 to 2 span a triangle, 2 to 4 lie on a line.
 static const plain_model_t mixed =
-    make_model({{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {0, 2, 0}, {0, 3, 0}},
-               {{2, 3, 4}, {0, 1, 2}, {5, 5, 5}, {4, 3, 2}, {0xFFFFFFFF, 2, 3}, {1, 0, 2}, {3, 3, 3}});
+    one_piece_model({{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {0, 2, 0}, {0, 3, 0}},
+                    {{2, 3, 4}, {0, 1, 2}, {5, 5, 5}, {4, 3, 2}, {0xFFFFFFFF, 2, 3}, {1, 0, 2}, {3, 3, 3}});
 
 TEST(discard_degenerated_triangles, keeps_the_others_and_what_names_no_vertex_in_order) {
     plain_model_t expected = mixed;

@@ -131,23 +131,10 @@ TEST(optimize_for_vertex_cache, sample_models) {
     EXPECT_GE(pieces, 8u);
 }
 
-// A piece whose vertices lie at these positions.
-static plain_model_t make_model(const std::vector<std::array<float, 3>> &positions,
-                                const std::vector<plain_triangle_t> &triangles) {
-    plain_model_t model;
-    model.materials = {{"paint", "rvk2.dif"}};
-    plain_piece_t &piece = model.pieces.emplace_back();
-    piece.index = 9; // lines name the position instead
-    piece.vertex_count = static_cast<uint32_t>(positions.size());
-    piece.streams = {position_stream(positions)};
-    piece.triangles = triangles;
-    return model;
-}
-
 TEST(optimize_for_vertex_cache, merged_and_dropped_by_hand) {
     // Vertices 1, 3 and 6 are the same, and so are 2 and 5; vertex 7 is not used, 0 equals 7 but for the sign
     // of a zero.
-    const plain_model_t before = make_model(
+    const plain_model_t before = one_piece_model(
         {{0.0f, 0, 0}, {1, 0, 0}, {0, 1.5f, 0}, {1, 0, 0}, {1, 1, 0}, {0, 1.5f, 0}, {1, 0, 0}, {-0.0f, 0, 0}},
         {{1, 6, 4}, {3, 4, 5}, {0, 1, 2}});
     const optimized_t optimized(before, true);
@@ -166,43 +153,16 @@ TEST(optimize_for_vertex_cache, merged_and_dropped_by_hand) {
     EXPECT_EQ(optimized_t(before).lines.size(), 2u);
 }
 
-TEST(optimize_for_vertex_cache, weights_decide_whether_vertices_are_the_same) {
-    // Five vertices in one place, each once a corner of its own triangle.
-    std::vector<std::array<float, 3>> positions(5, {0, 0, 0});
-    std::vector<plain_triangle_t> triangles;
-    for (uint32_t v = 0; v < 5; ++v) {
-        triangles.push_back({v, 5 + 2 * v, 6 + 2 * v});
-        positions.push_back({1, static_cast<float>(v), 0});
-        positions.push_back({2, static_cast<float>(v), 0});
-    }
-    plain_model_t model = make_model(positions, triangles);
-    plain_skin_t skin;
-    skin.items = {{{}, {{1, 0.5f}, {2, 0.5f}}, {0, 1}}, // 0 and 1 share an item
-                  {{}, {{1, 0.5f}, {2, 0.5f}}, {2}},    // equal weights elsewhere
-                  {{}, {{2, 0.5f}, {1, 0.5f}}, {3}},    // in another order
-                  {{}, {{1, 0.5f}}, {4}},               // fewer
-                  {{}, {{3, 1.0f}}, {5, 6, 7, 8, 9, 10, 11, 12, 13, 14}}};
-    model.piece_skins = {skin};
-    const plain_model_t result = optimized_t(model).model;
-    EXPECT_EQ(result.pieces[0].vertex_count, 13u); // 1 and 2 went into 0
-    const auto &items = result.piece_skins[0].items;
-    ASSERT_EQ(items.size(), 4u); // the one of vertex 2 skins nothing any more
-    EXPECT_EQ(items[0].vertices.size(), 1u);
-    EXPECT_EQ(items[1].weights, skin.items[2].weights);
-    EXPECT_EQ(items[2].weights, skin.items[3].weights);
-    EXPECT_EQ(items[3].vertices.size(), 10u);
-    EXPECT_TRUE(result.piece_skins[0].vertex_items.empty());
-}
-
 TEST(optimize_for_vertex_cache, leaves_alone_what_is_not_for_it) {
     const std::vector<std::array<float, 3>> same(4, {0, 0, 0});
     std::vector<plain_model_t> models = {
-        make_model(same, {}),                     // no triangles
-        make_model({}, {{0, 0, 0}}),              // no vertices
-        make_model(same, {{0, 1, 2}, {1, 2, 4}}), // a corner beyond the vertices
-        make_model(same, {{0xFFFFFFFF, 1, 2}}),   //
-        make_model(same, {{0, 1, 2}}),            // made to have no streams
-        make_model(same, {{0, 1, 2}}),            // made to have a skin of fewer vertices
+        one_piece_model(same, {}),                     // no triangles
+        one_piece_model({}, {{0, 0, 0}}),              // no vertices
+        one_piece_model(same, {{0, 1, 2}, {1, 2, 4}}), // a corner beyond the vertices
+        one_piece_model(same, {{0xFFFFFFFF, 1, 2}}),   //
+        one_piece_model(same, {{0, 1, 2}}),            // made to have no streams
+        one_piece_model(same, {{0, 1, 2}}),            // made to have a piece skin of fewer vertices
+        one_piece_model(same, {{0, 1, 2}}),            // made to have a skin of its own
     };
     models[4].pieces[0].streams.clear();
     models[5].piece_skins.emplace_back().items = {{{}, {{0, 1.0f}}, {0, 1, 2}}};
@@ -210,18 +170,13 @@ TEST(optimize_for_vertex_cache, leaves_alone_what_is_not_for_it) {
         owner_list_t owners;
         captured_messages_t captured;
         kim_t &built = build_model(model, owners);
+        if (&model == &models.back())
+            built.skin = owners.create<kim_skin_t>();
         const plain_model_t before = plain_copy(built);
         optimize_for_vertex_cache(built, true);
         EXPECT_TRUE(plain_copy(built) == before) << (&model - models.data());
         EXPECT_EQ(captured.text(), "") << (&model - models.data());
     }
-
-    plain_model_t model = make_model(same, {{0, 1, 2}});
-    owner_list_t owners;
-    kim_t &built = build_model(model, owners);
-    built.skin = owners.create<kim_skin_t>();
-    optimize_for_vertex_cache(built, true);
-    EXPECT_TRUE(plain_copy(built) == model);
 }
 
 } // namespace kestrel

@@ -3,7 +3,7 @@
 // A text model (.kim) in memory: its paragraphs as written; counts, indices and texts are the file's own. The
 // parser builds it, the passes change it in place, the writer reads it.
 
-#include "kcore/strings/string_dyn.h"
+#include "kcore/strings/string.h"
 #include "tools/conv/intermediate/kim_skin.h"
 #include "tools/conv/intermediate/kix_stream.h"
 

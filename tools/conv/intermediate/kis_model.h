@@ -3,7 +3,7 @@
 // A text skeleton (.kis) in memory, and the inverse of a bone's matrix.
 
 #include "kcore/collections/hashed_table.h"
-#include "kcore/strings/string_dyn.h"
+#include "kcore/strings/string.h"
 #include "tools/conv/intermediate/kix_object.h"
 
 #include <array>

@@ -6,7 +6,7 @@
 // The list destroys its objects in the order in which they were created.
 
 #include "kcore/collections/array.h"
-#include "kcore/strings/string_local.h"
+#include "kcore/strings/string.h"
 
 #include <memory>
 

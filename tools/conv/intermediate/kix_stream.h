@@ -5,7 +5,7 @@
 // Items are packed without gaps, little-endian. The capacity is what the file declares and bounds what is
 // accepted; storage grows with the items that really come, so that a declared count alone costs nothing.
 
-#include "kcore/strings/string_dyn.h"
+#include "kcore/strings/string.h"
 #include "tools/conv/intermediate/kix_object.h"
 
 #include <cstddef>

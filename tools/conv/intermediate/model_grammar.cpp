@@ -33,7 +33,7 @@ class model_grammar_t : private skin_grammar_t {
     bool aliases(kix_stream_t &stream);
     bool triangles(kix_piece_t &piece);
     bool part();
-    bool positions(token_kind_t keyword, array_t<uint32_t> &list);
+    bool positions(token_kind_t keyword, array_dyn_t<uint32_t> &list);
     bool locator();
     bool bones();
     bool bones_and_skin();
@@ -143,7 +143,7 @@ bool model_grammar_t::part() {
     return true;
 }
 
-bool model_grammar_t::positions(token_kind_t keyword, array_t<uint32_t> &list) {
+bool model_grammar_t::positions(token_kind_t keyword, array_dyn_t<uint32_t> &list) {
     if (!label(keyword))
         return false;
     for (; next_is(token_kind_t::integer); take())

@@ -1,7 +1,7 @@
 #include "tools/conv/intermediate/parser.h"
 
 #include "kcore/messages/messages.h"
-#include "kcore/strings/string_dyn.h"
+#include "kcore/strings/string.h"
 
 namespace kestrel {
 

@@ -1,7 +1,7 @@
 #include "tools/conv/intermediate/scanner.h"
 
 #include "kcore/messages/messages.h"
-#include "kcore/strings/string_dyn.h"
+#include "kcore/strings/string.h"
 #include "tools/conv/intermediate/number_text.h"
 
 #include <algorithm>
@@ -91,7 +91,8 @@ token_kind_t scanner_t::number() {
     const bool bit_pattern = *position_ == '&' || *position_ == '$';
     const char *const begin = position_;
     const char *integer_end = bit_pattern ? nullptr : scan_integer(begin, integer_);
-    // Most integers end where no real goes on. Without this, skinned models are parsed at 0.86 times the speed.
+    // Most integers end where no real goes on. Without this, skinned models are parsed at 0.86 times the
+    // speed.
     const bool plain = integer_end && *integer_end != '.' && (*integer_end | 0x20) != 'e';
     if (const char *real_end = plain ? nullptr : scan_real(begin, real_)) {
         take(static_cast<size_t>(real_end - begin));

@@ -2,7 +2,7 @@
 
 // Names derived from the path of an input file.
 
-#include "kcore/strings/string_dyn.h"
+#include "kcore/strings/string.h"
 
 namespace kestrel {
 

@@ -76,7 +76,9 @@ class conversion_t {
     void hash_skeleton(const file_t &file);
     void run_passes();
     bool write_output();
-    bool fill(file_t &output);
+    bool fill(file_t &output, uint64_t &size);
+    bool write_record(uint64_t output_size);
+    bool has_still_its_name(uint64_t output_size);
 
     rcfs_device_t &device_;
     const char *input_name_;
@@ -164,20 +166,40 @@ bool conversion_t::write_output() {
         msg_error("error opening output file %s", output_name_.c_str());
         return false;
     }
-    if (!fill(*output.file()))
+    uint64_t size;
+    if (!fill(*output.file(), size) || !write_record(size))
         return false;
-    if (!write_dependency_file(device_, dependencies_, output_name_.view())) {
-        msg_error("%s: failed to write deps.", output_name_.c_str());
-        return false;
-    }
     output.keep();
     return true;
 }
 
-bool conversion_t::fill(file_t &output) {
+bool conversion_t::fill(file_t &output, uint64_t &size) {
     mem_file_t geometry;
-    return kmg_write(*model_, skeleton_, options_.tangent, geometry) && fs_copy(&output, &geometry) &&
-           output.close();
+    if (!kmg_write(*model_, skeleton_, options_.tangent, geometry))
+        return false;
+    size = geometry.get_size();
+    return fs_copy(&output, &geometry) && output.close();
+}
+
+// Another converter may be at work on the same output. Having removed the one of this run, it removes the
+// record and writes its own; so when this run finds the name taken, it vouches for nothing, and takes back
+// what it wrote too late.
+bool conversion_t::write_record(uint64_t output_size) {
+    if (!has_still_its_name(output_size))
+        return true;
+    if (!write_dependency_file(device_, dependencies_, output_name_.view())) {
+        msg_error("%s: failed to write deps.", output_name_.c_str());
+        return false;
+    }
+    if (!has_still_its_name(output_size))
+        device_.dependency_store().remove_old(output_name_.view());
+    return true;
+}
+
+// As far as the size tells: another's output is shorter until it is whole.
+bool conversion_t::has_still_its_name(uint64_t output_size) {
+    fs_stat_t found;
+    return device_.cache_store().stat(output_name_.view(), found) && found.size == output_size;
 }
 
 } // namespace

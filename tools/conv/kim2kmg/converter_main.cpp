@@ -1,7 +1,7 @@
 #include "tools/conv/kim2kmg/converter_main.h"
 
-#include "kcore/core/base_directory.h"
 #include "kcore/core/cdl.h"
+#include "kcore/core/core.h"
 #include "kcore/messages/messages.h"
 #include "kcore/ufs/file_system.h"
 #include "tools/conv/kim2kmg/convert_file.h"
@@ -53,8 +53,8 @@ bool find_tree(tree_t &tree) {
     if (!root || !tree.root.assign(root))
         return false;
     tree.root.replace_all('\\', '/');
-    // A base that is not known is empty, and the path of this test is cut: both are rules of the command line.
-    // What is composed of them later and does not fit fails there.
+    // A base that is not known is empty, and the path of this test is cut: both are rules of the command
+    // line. What is composed of them later and does not fit fails there.
     get_base_directory(tree.base);
     fs_path_t directory;
     directory.assign_formatted("%s/%s", tree.base.c_str(), root);

@@ -1,6 +1,5 @@
 #include "tools/conv/kim2kmg/passes/passes.h"
 
-#include "kcore/messages/fatal.h"
 #include "kcore/messages/messages.h"
 
 #include <bit>

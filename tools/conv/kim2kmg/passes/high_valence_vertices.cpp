@@ -93,7 +93,6 @@ high_valence_vertices_t::group_key_t high_valence_vertices_t::key_of(const trian
 
 uint32_t high_valence_vertices_t::find_or_add_group(const group_key_t &key) {
     const auto number = static_cast<uint32_t>(groups_.size());
-    group_table_.reserve(number + 1);
     uint64_t hash = mix_hash(key.corner, uint64_t{key.hub} << 32 | key.others[0]);
     hash = mix_hash(mix_hash(hash, key.others[1]), 0);
     const uint32_t found =
@@ -177,7 +176,7 @@ void high_valence_vertices_t::left_cache(uint32_t vertex) {
 
 high_valence_vertices_t::found_t high_valence_vertices_t::best(uint32_t hub, rank_t rank) {
     found_t best;
-    array_t<uint32_t> &numbers = hub_of(hub).groups;
+    array_dyn_t<uint32_t> &numbers = hub_of(hub).groups;
     for (size_t i = numbers.size(); i-- > 0;) {
         group_t &group = groups_[numbers[i]];
         const uint64_t top =

@@ -13,7 +13,7 @@
 // A triangle with an ordinary corner in the cache is in no group: it is looked at by way of that corner. It
 // leaves its group without notice, and joins the one for its new score when that corner leaves the cache.
 
-#include "tools/conv/kim2kmg/passes/index_table.h"
+#include "kcore/collections/hashed_table.h"
 #include "tools/conv/kim2kmg/passes/lazy_heap.h"
 #include "tools/conv/kim2kmg/passes/scored_mesh.h"
 
@@ -110,7 +110,7 @@ class high_valence_vertices_t {
     array_dyn_t<uint32_t> hub_numbers_; // of each vertex
     array_dyn_t<member_t> members_;     // three for each triangle
     array_dyn_t<group_t> groups_;
-    index_table_t group_table_;
+    hashed_table_t group_table_;
     size_t most_groups_ = 0;
     array_dyn_t<uint32_t> changed_; // numbers of hubs
     bool too_many_kinds_ = false;

@@ -1,6 +1,6 @@
 #include "kcore/collections/city_hash.h"
-#include "kcore/messages/fatal.h"
-#include "tools/conv/kim2kmg/passes/index_table.h"
+#include "kcore/collections/hashed_table.h"
+#include "kcore/messages/messages.h"
 #include "tools/conv/kim2kmg/passes/passes.h"
 #include "tools/kmg/kmg_format.h"
 
@@ -26,7 +26,6 @@ class numbering_t {
   public:
     uint32_t number_of(std::string_view bytes) {
         const auto number = static_cast<uint32_t>(ends_.size());
-        table_.reserve(number + 1);
         const uint32_t found = table_.find_or_add(city_hash_64(bytes), number,
                                                   [&](uint32_t other) { return string(other) == bytes; });
         if (found == number) {
@@ -47,7 +46,7 @@ class numbering_t {
 
     array_dyn_t<char> bytes_;
     array_dyn_t<size_t> ends_;
-    index_table_t table_;
+    hashed_table_t table_;
 };
 
 // Pieces that take in others, in model order, and how many vertices each has room for. A tree of the greatest
@@ -206,7 +205,7 @@ void piece_matching_t::add_piece(uint32_t number, const kix_piece_t &piece, uint
     if (place.kind == kinds_.size()) {
         bool takes = agree;
         if (agree && place.tag_count < piece.streams.size()) {
-            array_t<uint32_t> &repeating = repeating_kinds_[family];
+            array_dyn_t<uint32_t> &repeating = repeating_kinds_[family];
             takes = repeating.size() < most_repeating_kinds;
             if (takes)
                 repeating.push_back(place.kind);
@@ -375,7 +374,7 @@ void renumber_part(kim_t &model, kix_part_t &part, std::span<const uint32_t> new
 }
 
 template <class T>
-void remove_absorbed(array_t<T> &objects, std::span<const uint32_t> new_positions) {
+void remove_absorbed(array_dyn_t<T> &objects, std::span<const uint32_t> new_positions) {
     size_t kept = 0;
     for (size_t p = 0; p < objects.size(); ++p)
         if (p >= new_positions.size() || new_positions[p] != none)

@@ -63,7 +63,7 @@ bool have_equal_bytes(const kix_piece_t &piece, uint32_t a, uint32_t b) {
 }
 
 // Whether no position of the list equals this one, whose number will then be the list's length.
-bool is_new(const float3_t &p, std::span<const float3_t> list, index_table_t &listed) {
+bool is_new(const float3_t &p, std::span<const float3_t> list, hashed_table_t &listed) {
     if (std::isnan(p.x) || std::isnan(p.y) || std::isnan(p.z))
         return true; // NaN equals nothing
     const auto number = static_cast<uint32_t>(list.size());
@@ -137,12 +137,12 @@ void unique_vertices_t::number_vertices(const kix_piece_t &piece) {
 }
 
 void list_merge_positions(const kix_piece_t &piece, const unique_vertices_t &unique,
-                          array_t<float3_t> &positions) {
+                          array_dyn_t<float3_t> &positions) {
     const kix_stream_t *const stream = piece.find_stream(position_tag);
     if (!stream || stream->item_size() < sizeof(float3_t))
         return;
     const auto vertex_count = static_cast<uint32_t>(unique.numbers().size());
-    index_table_t listed;
+    hashed_table_t listed;
     listed.reset(vertex_count);
     for (uint32_t v = 0; v < vertex_count; ++v) {
         if (unique.first_vertices()[unique.numbers()[v]] == v)

@@ -6,8 +6,8 @@
 // Weights compare as numbers: a zero equals a negative zero, a NaN nothing but its own item. Streams compare
 // as bytes. A vertex that no skin item lists is only equal to others of that kind.
 
+#include "kcore/collections/hashed_table.h"
 #include "tools/conv/intermediate/kim_model.h"
-#include "tools/conv/kim2kmg/passes/index_table.h"
 
 namespace kestrel {
 
@@ -27,7 +27,7 @@ class unique_vertices_t {
     void hash_vertices(const kix_piece_t &piece);
     void number_vertices(const kix_piece_t &piece);
 
-    index_table_t table_;
+    hashed_table_t table_;
     array_dyn_t<uint32_t> item_classes_; // of each skin item the first item with its weights
     array_dyn_t<uint32_t> skin_classes_; // of each vertex; empty for a piece without skin
     array_dyn_t<uint64_t> hashes_;       // of each vertex
@@ -38,7 +38,7 @@ class unique_vertices_t {
 // Appends the positions at which vertices were merged, each once, in the order in which the merges were
 // found: the first three floats of their items, none for a piece whose position stream has smaller items.
 void list_merge_positions(const kix_piece_t &piece, const unique_vertices_t &unique,
-                          array_t<float3_t> &positions);
+                          array_dyn_t<float3_t> &positions);
 
 // Calls `work` with the stream's item size as a constant, so that items are hashed and copied without a loop
 // over their bytes.

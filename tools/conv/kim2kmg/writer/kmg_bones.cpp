@@ -1,4 +1,4 @@
-#include "kcore/strings/string_local.h"
+#include "kcore/strings/string.h"
 #include "kcore/strings/token.h"
 #include "tools/conv/kim2kmg/affine/affine_decomposition.h"
 #include "tools/conv/kim2kmg/writer/kmg_writer_steps.h"

@@ -1,3 +1,0 @@
-#pragma once
-
-#include "kcore/core/core.h"

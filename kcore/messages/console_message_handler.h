@@ -1,3 +1,0 @@
-#pragma once
-
-#include "kcore/messages/message_system.h"

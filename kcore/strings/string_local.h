@@ -1,3 +1,0 @@
-#pragma once
-
-#include "kcore/strings/string.h"
