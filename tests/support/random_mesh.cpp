@@ -50,11 +50,13 @@ std::vector<plain_triangle_t> random_mesh_t::hub_triangles() {
     uint32_t next = 2 + below(3); // hubs come first
     const uint32_t hubs = next;
     const uint32_t count = 80 + below(one_in(4) ? 1200 : 200);
-    const uint32_t kind = below(6);
+    const uint32_t kind = below(8);
     const uint32_t width = 3 + below(9), height = 3 + below(9);
+    const uint32_t shared = next;
+    next += 4;
     while (triangles.size() < count) {
         const uint32_t hub = below(hubs);
-        switch (kind == 5 ? below(4) : kind) {
+        switch (kind == 7 ? below(6) : kind) {
         case 0: // a fan
             for (uint32_t i = 1 + below(count / 2); i > 0; --i, ++next)
                 triangles.push_back({hub, next, next + 1});
@@ -81,9 +83,16 @@ std::vector<plain_triangle_t> random_mesh_t::hub_triangles() {
                 triangles.push_back({0, next + i, next + i + 1});
             next += (width + 1) * (height + 1);
             break;
+        case 5: // loose patches that leave triangles of a hub behind when they have pushed it out of the cache
+        case 6:
+            for (const auto &[a, b, c] : grid(6 + below(4), 5 + below(5)))
+                triangles.push_back({next + a, next + b, next + c});
+            for (uint32_t i = below(40); i > 0; --i)
+                triangles.push_back({hub, next + below(10), shared + below(4)});
+            next += 100;
+            break;
         default: // few vertices
-            triangles.push_back({hub, hubs + below(3), hubs + 3 + below(3)});
-            next = hubs + 6;
+            triangles.push_back({hub, next + below(3), next + 3 + below(3)});
         }
     }
     disturb(triangles);
