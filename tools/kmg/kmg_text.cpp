@@ -1,6 +1,6 @@
 #include "tools/kmg/kmg_text.h"
 
-#include "kcore/strings/string_local.h"
+#include "kcore/strings/string.h"
 #include "kcore/strings/token.h"
 #include "kcore/strings/utf.h"
 
