@@ -298,8 +298,9 @@ void compute_tangents(model_piece_t &piece) {
     for (const auto &[a, b, c] : piece.triangles) {
         const vector_t e1 = difference(piece.positions[b], piece.positions[a]);
         const vector_t e2 = difference(piece.positions[c], piece.positions[a]);
+        const std::array<float, 2> origin = uvs[a];
         const auto uv = [&](uint32_t vertex, size_t i) {
-            return static_cast<double>(uvs[vertex][i]) - static_cast<double>(uvs[a][i]);
+            return static_cast<double>(uvs[vertex][i]) - static_cast<double>(origin[i]);
         };
         const double area = uv(b, 0) * uv(c, 1) - uv(c, 0) * uv(b, 1);
         if (area == 0)

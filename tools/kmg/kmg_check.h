@@ -72,6 +72,7 @@ std::string_view name_of(severity_t severity);
     X(index_padding, warning, "padding that is not zero")                                                    \
     X(vertex_unused, note, "no triangle uses it")                                                            \
     X(vertex_copied, note, "vertices that are copies of others in all they hold")                            \
+    X(vertex_stray, note, "one vertex of a colour, or texture coordinates beyond 0 to 1, unlike all others") \
     X(triangle_degenerate, note, "a vertex twice, or no area; `-discard_bad_triangles` removes these")       \
     X(triangle_duplicate, note, "the same corners in the same direction as another")                         \
     X(triangle_turned, warning, "faces away from the normals of all its corners")                            \

@@ -156,6 +156,8 @@ class piece_check_t {
     bool check_sphere(const extent_t &extent);
     void check_directions();
     void check_colours();
+    template <class T>
+    void check_stray(const kmg_view_t<T> &values, uint32_t stream, auto &&differs);
     void check_texture_coordinates();
     void check_skin();
     bool check_indices();
@@ -232,8 +234,9 @@ bool piece_check_t::check_side(const side_t &side, extent_t &extent) {
         on_side += position[side.axis] == found;
         beyond_side += all_finite(position) && side.beyond(position[side.axis], found) > 0;
     }
-    const bool is_models = side.of(file_.header().box)[side.axis] == found;
-    if (beyond_side == 0 || !(is_models || (on_side != 0 && beyond_side == 1))) {
+    const float models = side.of(file_.header().box)[side.axis];
+    const bool is_right = models == found || (models != wanted && on_side != 0 && beyond_side == 1);
+    if (beyond_side == 0 || !is_right) {
         findings_.add(beyond_side != 0 ? finding_code_t::box : finding_code_t::box_loose,
                       at_field(side.of(piece_.box)), side_text(side, found, wanted));
         return true;
@@ -298,6 +301,27 @@ void piece_check_t::check_colours() {
     if (range.maximum[0] == 0 && range.maximum[1] == 0 && range.maximum[2] == 0)
         findings_.add(finding_code_t::colour_black, at_field(piece_.colour_offset),
                       "red, green and blue of all vertices are 0");
+    check_stray(data_.colours, piece_.colour_offset, [&](const kmg_bytes4_t &colour) {
+        // Of three vertices one differs, so that two have the others' colour.
+        const kmg_bytes4_t first = data_.colours[0], second = data_.colours[1], third = data_.colours[2];
+        return colour != (second == third ? second : first);
+    });
+}
+
+// A single value that is unlike all others of its kind.
+template <class T>
+void piece_check_t::check_stray(const kmg_view_t<T> &values, uint32_t stream, auto &&differs) {
+    constexpr size_t fewest = 4;
+    size_t count = 0, stray = 0;
+    for (size_t i = 0; i < values.size() && values.size() >= fewest && count < 2; ++i)
+        if (differs(values[i])) {
+            ++count;
+            stray = i;
+        }
+    if (count == 1)
+        findings_.add(finding_code_t::vertex_stray, at_vertex(stream, stray), [&] {
+            return concat("has ", values_text(values[stray]), ", unlike all other vertices");
+        });
 }
 
 void piece_check_t::check_texture_coordinates() {
@@ -323,6 +347,10 @@ void piece_check_t::check_texture_coordinates() {
                                                        std::abs(value[1]) > largest_texture_coordinate))
                 findings_.add(finding_code_t::uv_range, at_vertex(offset, i),
                               [&] { return concat("uv", channel, " is ", values_text(value)); });
+        check_stray(values, offset, [](const kmg_float2_t &value) {
+            const auto [least, most] = std::minmax({value[0], value[1]});
+            return least < 0 || most > 1;
+        });
         if (const auto range = range_of(values); values.size() > 1 && !range.empty && range.is_constant())
             findings_.add(finding_code_t::uv_constant, at_vertex(offset, 0),
                           concat("uv", channel, " of all vertices is ", values_text(range.minimum)));
