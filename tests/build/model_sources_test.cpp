@@ -33,6 +33,7 @@ TEST(model_sources, records) {
     const auto record = parse_record("version:3\r\n/a b.kim\r\n/a  c.kis\r\n");
     ASSERT_TRUE(record);
     EXPECT_EQ(record->version, "3");
+    EXPECT_EQ(record_size(*record), 32u);
     EXPECT_EQ(record->sources, (std::vector<std::string>{"/a b.kim", "/a  c.kis"}));
     for (const char *broken :
          {"", "version:3\r\n", "version:3\r\n/a.kim", "/a.kim\r\n", "version:3\r\n/a.kim\r\n/b"})

@@ -12,12 +12,14 @@ import tempfile
 
 program, tree = map(pathlib.Path, sys.argv[1:3])
 # Nothing of these is linked into the converter.
+# What "error writing %s" names.
+SECTIONS = ("string pool data", "bone data", "parts data", "locators data", "piece data", "piece attributes", "index data")
 NOT_CONVERTER = ("kcore/units/", "kcore/mounts/")
 
 
 def texts_of(source):
     """String literals of a source, those that stand side by side joined."""
-    code = re.sub(r"//[^\n]*", "", source)
+    code = re.sub(r"//[^\n]*|static_assert\(.*?\);", "", source, flags=re.S)
     for group in re.finditer(r'(?:"(?:\\.|[^"\\\n])*"\s*)+', code):
         yield "".join(re.findall(r'"((?:\\.|[^"\\\n])*)"', group[0])).replace('\\"', '"')
 
@@ -29,7 +31,8 @@ def messages_in_code():
             if path.relative_to(tree).as_posix().startswith(NOT_CONVERTER):
                 continue
             for text in texts_of(path.read_text()):
-                if re.search(r"[a-z]{3,}\W* \W*[a-z%]", text) and not text.startswith("Usage:"):
+                if re.search(r"[A-Za-z]{2,}\S* \S*[A-Za-z%]", text) and text not in SECTIONS and not text.startswith(
+                        ("Usage:", "***")):
                     yield text
 
 

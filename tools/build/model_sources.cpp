@@ -27,6 +27,13 @@ std::optional<record_t> parse_record(std::string_view text) {
     return record;
 }
 
+size_t record_size(const record_t &record) {
+    size_t size = version_mark.size() + record.version.size() + line_end.size();
+    for (const std::string &source : record.sources)
+        size += source.size() + line_end.size();
+    return size;
+}
+
 std::optional<record_t> read_record(const std::string &path) {
     std::string text;
     if (read_file_start(path, longest_record, text) || text.size() == longest_record)

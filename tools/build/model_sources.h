@@ -20,6 +20,8 @@ struct record_t {
 // None when the text is not that of a whole record. Records are read by whole lines. (The reader of the core
 // library ends a path at its first blank; models with a blank in their names would be out of date for ever.)
 std::optional<record_t> parse_record(std::string_view text);
+// In bytes, as the converter writes it.
+size_t record_size(const record_t &record);
 std::optional<record_t> read_record(const std::string &path);
 
 // The skeleton that the first bytes of a model name, as a path in the tree, beside the model as the converter

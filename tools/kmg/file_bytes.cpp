@@ -122,7 +122,7 @@ std::unique_ptr<output_file_t> output_file_t::create(const std::string &path) {
         msg_error("%s: %s and is not written over", path.c_str(), why);
         return nullptr;
     }
-    std::string temporary = (target.parent_path() / ".kmg2glb-XXXXXX").string();
+    std::string temporary = (target.parent_path() / ".unfinished-XXXXXX").string();
     const int descriptor = mkostemp(temporary.data(), O_CLOEXEC);
     if (descriptor < 0) {
         msg_error("%s: cannot be created: %s", path.c_str(), std::strerror(errno));
