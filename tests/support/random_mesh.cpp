@@ -83,7 +83,7 @@ std::vector<plain_triangle_t> random_mesh_t::hub_triangles() {
                 triangles.push_back({0, next + i, next + i + 1});
             next += (width + 1) * (height + 1);
             break;
-        case 5: // loose patches that leave triangles of a hub behind when they have pushed it out of the cache
+        case 5: // loose patches that push a hub out of the cache and leave some of its triangles behind
         case 6:
             for (const auto &[a, b, c] : grid(6 + below(4), 5 + below(5)))
                 triangles.push_back({next + a, next + b, next + c});
