@@ -511,8 +511,8 @@ void check_materials(const kmg_reader_t &file, kmg_findings_t &findings) {
             const auto place =
                 place_of(kmg_record_kind_t::piece, file.header().pieces_offset, kmg_piece_t::size, index);
             findings.add(finding_code_t::material_gap, place_of_field(place, piece, piece.material), [&] {
-                return concat("material is ", material, ", though no piece has ", next,
-                              material - next > 1 ? concat(" to ", material - 1) : "");
+                return concat("material is ", piece.material, ", though no piece has ", next,
+                              piece.material - next > 1 ? concat(" to ", piece.material - 1) : "");
             });
         }
         next = uint64_t{material} + 1;

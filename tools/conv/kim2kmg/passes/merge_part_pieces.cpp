@@ -126,7 +126,7 @@ class piece_matching_t {
         uint32_t tag;
         const kix_stream_t *stream;
 
-        auto operator<=>(const first_stream_t &other) const { return layout <=> other.layout; }
+        bool operator<(const first_stream_t &other) const { return layout < other.layout; }
     };
     struct piece_t {
         size_t first_stream = 0;
