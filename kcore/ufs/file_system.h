@@ -2,8 +2,8 @@
 
 // The process-wide file system: set up once, torn down once, in the opposite order.
 //
-// Starting it opens nothing, mounts nothing and starts no thread. Stopping it unmounts what is mounted. Files,
-// requests and all devices that are not mounted must be gone before it stops.
+// Starting it opens nothing, mounts nothing and starts no thread. Stopping it unmounts what is mounted.
+// Files, requests and all devices that are not mounted must be gone before it stops.
 
 #include "kcore/ufs/io_pump.h"
 #include "kcore/ufs/platform/platform.h"

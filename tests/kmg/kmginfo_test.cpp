@@ -151,8 +151,9 @@ TEST_F(kmg_tools, memory_that_runs_out_is_a_message) {
 
 TEST_F(kmg_tools, every_option_is_in_the_manual_and_completed) {
     const auto docs = std::filesystem::path(KIM2KMG_DOCS);
-    for (const auto &[program, completions] :
-         {std::pair(KIM2KMG_KMGINFO, "kmginfo"), {KIM2KMG_KMG2GLB, "kmginfo"}, {KIM2KMG_GLTF2KIM, "gltf2kim"}}) {
+    for (const auto &[program, completions] : {std::pair(KIM2KMG_KMGINFO, "kmginfo"),
+                                               {KIM2KMG_KMG2GLB, "kmginfo"},
+                                               {KIM2KMG_GLTF2KIM, "gltf2kim"}}) {
         const std::string completion = read_whole_file(docs / "completion" / completions);
         const std::string name = std::filesystem::path(program).filename();
         std::string manual = read_whole_file(docs / "man" / (name + ".1"));

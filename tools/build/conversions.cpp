@@ -155,8 +155,7 @@ std::optional<seen_model_t> conversions_t::look_at_products(const task_t &task, 
     seen.record = stamp_of(record_path);
     if (!seen.record.exists() || (must_be_new && seen.record == task.model.record))
         return std::nullopt;
-    // Most records name the model alone and have one size; to open them would cost a third of the work of
-    // looking at products.
+    // Most records name the model alone and have one size: these need not be opened.
     auto record = std::optional(record_t{converter_.version, {task.model.path}});
     if (seen.record.size != record_size(*record))
         record = read_record(record_path);

@@ -59,8 +59,8 @@ influence_set_t set_of(std::span<const influence_pair_t> pairs) {
 } // namespace
 
 influence_quality_t quantise_influences(std::span<const skin_weight_t> weights,
-                                        std::span<const uint8_t> bone_map, array_dyn_t<influence_pair_t> &scratch,
-                                        influence_set_t &set) {
+                                        std::span<const uint8_t> bone_map,
+                                        array_dyn_t<influence_pair_t> &scratch, influence_set_t &set) {
     scratch.clear();
     for (const skin_weight_t &weight : weights)
         if (const uint8_t byte = quantised(weight.weight))

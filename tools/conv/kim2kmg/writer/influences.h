@@ -40,7 +40,7 @@ enum class influence_quality_t : uint8_t {
 // `bone_map` leads from the item's bones, all of which it holds, to those of the skeleton. `scratch` may hold
 // anything.
 influence_quality_t quantise_influences(std::span<const skin_weight_t> weights,
-                                        std::span<const uint8_t> bone_map, array_dyn_t<influence_pair_t> &scratch,
-                                        influence_set_t &set);
+                                        std::span<const uint8_t> bone_map,
+                                        array_dyn_t<influence_pair_t> &scratch, influence_set_t &set);
 
 } // namespace kestrel
