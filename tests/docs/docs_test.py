@@ -12,9 +12,9 @@ import tempfile
 
 program, tree = map(pathlib.Path, sys.argv[1:3])
 # Nothing of these is linked into the converter.
+NOT_CONVERTER = ("kcore/units/", "kcore/mounts/")
 # What "error writing %s" names.
 SECTIONS = ("string pool data", "bone data", "parts data", "locators data", "piece data", "piece attributes", "index data")
-NOT_CONVERTER = ("kcore/units/", "kcore/mounts/")
 
 
 def texts_of(source):
