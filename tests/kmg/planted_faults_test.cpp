@@ -1,5 +1,5 @@
-// Faults in single fields, planted by what kmg_format.h says of records and vertices and nothing else: how
-// many does the checker tell at the field itself?
+// Faults in single fields, planted by what kmg_layout_and_limits.h says of records and vertices and nothing
+// else: how many does the checker tell at the field itself?
 
 #include "tests/kmg/kmg_builder.h"
 #include "tests/support/converted_model.h"
