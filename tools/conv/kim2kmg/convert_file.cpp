@@ -166,7 +166,7 @@ bool conversion_t::write_output() {
         msg_error("error opening output file %s", output_name_.c_str());
         return false;
     }
-    uint64_t size;
+    uint64_t size = 0;
     if (!fill(*output.file(), size) || !write_record(size))
         return false;
     output.keep();
