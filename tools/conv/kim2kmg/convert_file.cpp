@@ -119,7 +119,7 @@ bool conversion_t::write_output() {
         msg_error("error opening output file %s", output_name_.c_str());
         return false;
     }
-    uint64_t size;
+    uint64_t size = 0;
     return fill(*output.file(), size) && output.keep(size, dependencies_);
 }
 
