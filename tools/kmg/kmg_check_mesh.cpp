@@ -1,3 +1,4 @@
+#include "kcore/collections/hashed_table.h"
 #include "tools/kmg/affine.h"
 #include "tools/kmg/kmg_checks.h"
 
@@ -30,20 +31,49 @@ std::array<double, 3> area_vector(const kmg_float3_t &a, const kmg_float3_t &b, 
     return {u[1] * v[2] - u[2] * v[1], u[2] * v[0] - u[0] * v[2], u[0] * v[1] - u[1] * v[0]};
 }
 
-struct edge_t {
-    uint16_t from, to;
-    uint32_t triangle;
-    auto operator<=>(const edge_t &) const = default;
-};
-struct by_start_t {
-    bool operator()(const edge_t &edge, uint16_t start) const { return edge.from < start; }
-    bool operator()(uint16_t start, const edge_t &edge) const { return start < edge.from; }
+// Edges by the vertex where they start, in ascending order: of ordinary meshes in linear time.
+class edges_t {
+  public:
+    struct edge_t {
+        uint16_t to;
+        uint16_t third; // corner of its triangle
+        uint32_t triangle;
+        auto operator<=>(const edge_t &) const = default;
+    };
+
+    // for_each(f) calls f(from, edge) for each, and does it twice.
+    template <class F>
+    edges_t(size_t vertex_count, const F &for_each) : ends_(vertex_count + 1) {
+        for_each([&](uint16_t from, const edge_t &) { ++ends_[from + 1u]; });
+        std::partial_sum(ends_.begin(), ends_.end(), ends_.begin());
+        edges_.resize(ends_.back());
+        for_each([&](uint16_t from, const edge_t &edge) { edges_[ends_[from]++] = edge; });
+        ends_.pop_back(); // now each is where its list ends
+        for (size_t vertex = 0; vertex < vertex_count; ++vertex)
+            std::sort(edges_.data() + begin(vertex), edges_.data() + ends_[vertex]);
+    }
+
+    std::span<const edge_t> from(uint16_t vertex) const {
+        return std::span(edges_).subspan(begin(vertex), ends_[vertex] - begin(vertex));
+    }
+    std::span<const edge_t> along(uint16_t vertex, uint16_t to) const {
+        const auto all = from(vertex);
+        const auto first = std::lower_bound(all.begin(), all.end(), to,
+                                            [](const edge_t &edge, uint16_t end) { return edge.to < end; });
+        const auto last = std::upper_bound(first, all.end(), to,
+                                           [](uint16_t end, const edge_t &edge) { return end < edge.to; });
+        return {first, last};
+    }
+
+  private:
+    uint32_t begin(size_t vertex) const { return vertex == 0 ? 0 : ends_[vertex - 1]; }
+
+    std::vector<uint32_t> ends_;
+    std::vector<edge_t> edges_;
 };
 
-std::span<const edge_t> along(const std::vector<edge_t> &sorted, uint16_t from, uint16_t to) {
-    const auto begin = std::lower_bound(sorted.begin(), sorted.end(), edge_t{from, to, 0});
-    const auto end = std::upper_bound(begin, sorted.end(), edge_t{from, to, UINT32_MAX});
-    return {begin, end};
+bool has_one_twice(const std::array<uint16_t, 3> &corners) {
+    return corners[0] == corners[1] || corners[1] == corners[2] || corners[2] == corners[0];
 }
 
 class mesh_check_t {
@@ -59,18 +89,13 @@ class mesh_check_t {
     }
 
   private:
-    struct keyed_t {
-        uint64_t corners; // the smallest first, in the order of the triangle
-        uint32_t triangle;
-        auto operator<=>(const keyed_t &) const = default;
-    };
-
     size_t triangle_count() const { return view_.data.indices.size() / 3; }
     void check_triangles();
     void check_triangle(size_t triangle, const std::array<uint16_t, 3> &corners);
     bool is_turned(const std::array<uint16_t, 3> &corners, const std::array<double, 3> &area) const;
     std::vector<uint16_t> first_at_position() const;
     void check_corners();
+    void report_corner(uint32_t triangle, uint16_t wrong, uint16_t right, const std::vector<uint16_t> &first);
     void check_vertex_use();
     std::vector<float> least_stretches(uint32_t channel) const;
     void check_stretch(uint32_t channel);
@@ -80,26 +105,28 @@ class mesh_check_t {
 };
 
 void mesh_check_t::check_triangles() {
-    std::vector<keyed_t> triangles;
-    triangles.reserve(triangle_count());
-    for (size_t t = 0; t < triangle_count(); ++t) {
-        auto c = view_.corners(t);
-        if (c[0] == c[1] || c[1] == c[2] || c[2] == c[0]) {
-            findings_.add(finding_code_t::triangle_degenerate, view_.at_triangle(t), "has a vertex twice");
-            continue;
-        }
-        check_triangle(t, c);
-        std::rotate(c.begin(), std::min_element(c.begin(), c.end()), c.end());
-        triangles.push_back({uint64_t{c[0]} << 32 | uint64_t{c[1]} << 16 | c[2], static_cast<uint32_t>(t)});
+    for (size_t t = 0; t < triangle_count(); ++t)
+        check_triangle(t, view_.corners(t));
+    const edges_t smallest(view_.piece.vertex_count, [&](const auto &add) {
+        for (uint32_t t = 0; t < triangle_count(); ++t)
+            if (auto c = view_.corners(t); !has_one_twice(c)) {
+                std::rotate(c.begin(), std::min_element(c.begin(), c.end()), c.end());
+                add(c[0], {c[1], c[2], t});
+            }
+    });
+    for (uint32_t vertex = 0; vertex < view_.piece.vertex_count; ++vertex) {
+        const auto edges = smallest.from(static_cast<uint16_t>(vertex));
+        for (size_t i = 1; i < edges.size(); ++i)
+            if (edges[i].to == edges[i - 1].to && edges[i].third == edges[i - 1].third)
+                findings_.add(finding_code_t::triangle_duplicate, view_.at_triangle(edges[i].triangle),
+                              [&] { return concat("repeats triangle ", edges[i - 1].triangle); });
     }
-    std::sort(triangles.begin(), triangles.end());
-    for (size_t i = 1; i < triangles.size(); ++i)
-        if (triangles[i].corners == triangles[i - 1].corners)
-            findings_.add(finding_code_t::triangle_duplicate, view_.at_triangle(triangles[i].triangle),
-                          [&] { return concat("repeats triangle ", triangles[i - 1].triangle); });
 }
 
 void mesh_check_t::check_triangle(size_t triangle, const std::array<uint16_t, 3> &c) {
+    if (has_one_twice(c))
+        return findings_.add(finding_code_t::triangle_degenerate, view_.at_triangle(triangle),
+                             "has a vertex twice");
     const auto &positions = view_.data.positions;
     const auto area = area_vector(positions[c[0]], positions[c[1]], positions[c[2]]);
     if (area == std::array<double, 3>{})
@@ -124,58 +151,68 @@ bool mesh_check_t::is_turned(const std::array<uint16_t, 3> &corners,
 
 // For each vertex the first one at its position: a surface goes on across a seam of its texture.
 std::vector<uint16_t> mesh_check_t::first_at_position() const {
-    using bits_t = std::array<uint32_t, 3>;
-    const auto position = [&](uint16_t vertex) {
-        return std::bit_cast<bits_t>(kmg_float3_t(view_.data.positions[vertex]));
+    const auto bits = [&](size_t vertex) {
+        return std::bit_cast<std::array<uint32_t, 3>>(kmg_float3_t(view_.data.positions[vertex]));
     };
-    std::vector<uint16_t> sorted(view_.piece.vertex_count);
-    std::iota(sorted.begin(), sorted.end(), uint16_t{0});
-    std::sort(sorted.begin(), sorted.end(),
-              [&](uint16_t a, uint16_t b) { return std::pair(position(a), a) < std::pair(position(b), b); });
-    std::vector<uint16_t> first(sorted.size());
-    for (size_t i = 0; i < sorted.size(); ++i)
-        first[sorted[i]] =
-            i != 0 && position(sorted[i]) == position(sorted[i - 1]) ? first[sorted[i - 1]] : sorted[i];
+    hashed_table_t table;
+    table.reset(view_.piece.vertex_count);
+    std::vector<uint16_t> first(view_.piece.vertex_count);
+    for (uint32_t i = 0; i < first.size(); ++i) {
+        const auto position = bits(i);
+        const uint64_t hash =
+            mix_hash(mix_hash(mix_hash(hash_secret, position[0]), position[1]), position[2]);
+        first[i] = static_cast<uint16_t>(
+            table.find_or_add(hash, i, [&](uint32_t other) { return bits(other) == position; }));
+    }
     return first;
 }
 
 // Neighbours in a surface run along their common edge in opposite directions; edges along which there is no
 // neighbour form its borders. A wrong corner d in the place of c tears a hole b, d, a, c of four such edges:
-// two are the triangle's own, the other two belong to its former neighbours.
+// two are the triangle's own, the others belong to two of its former neighbours.
 void mesh_check_t::check_corners() {
     const std::vector<uint16_t> first = first_at_position();
-    const auto edge_of = [&](size_t triangle, size_t k) {
-        const auto c = view_.corners(triangle);
-        return edge_t{first[c[k % 3]], first[c[(k + 1) % 3]], static_cast<uint32_t>(triangle)};
-    };
-    std::vector<edge_t> edges;
-    edges.reserve(3 * triangle_count());
-    for (size_t t = 0; t < triangle_count(); ++t)
-        for (size_t k = 0; k < 3; ++k)
-            edges.push_back(edge_of(t, k));
-    std::sort(edges.begin(), edges.end());
-    std::vector<bool> has_neighbour(edges.size());
-    for (size_t i = 0; i < edges.size(); ++i)
-        has_neighbour[i] = !along(edges, edges[i].to, edges[i].from).empty();
-    size_t next = 0;
-    std::erase_if(edges, [&](const edge_t &) { return has_neighbour[next++]; });
-
-    for (size_t t = 0; t < triangle_count(); ++t)
-        for (size_t k = 0; k < 3; ++k) {
-            const edge_t in = edge_of(t, k), out = edge_of(t, k + 1); // b to d, d to a
-            if (along(edges, in.from, in.to).empty() || along(edges, out.from, out.to).empty())
-                continue;
-            const auto [begin, end] = std::equal_range(edges.begin(), edges.end(), out.to, by_start_t());
-            if (end - begin != 1 || begin->triangle == t)
-                continue;
-            const auto back = along(edges, begin->to, in.from); // c to b
-            if (back.size() == 1 && back[0].triangle != begin->triangle && back[0].triangle != t)
-                findings_.add(finding_code_t::triangle_corner, view_.at_triangle(t, (k + 1) % 3), [&] {
-                    return concat("corner ", (k + 1) % 3, " is vertex ", view_.corners(t)[(k + 1) % 3],
-                                  ", which tears a hole into the surface; vertex ", begin->to,
-                                  ", or another at its position, would close it");
-                });
+    const auto for_each_edge = [&](const auto &add) {
+        for (uint32_t t = 0; t < triangle_count(); ++t) {
+            auto c = view_.corners(t);
+            for (uint16_t &corner : c)
+                corner = first[corner];
+            if (!has_one_twice(c))
+                for (size_t k = 0; k < 3; ++k)
+                    add(c[k], {c[(k + 1) % 3], c[(k + 2) % 3], t});
         }
+    };
+    const edges_t edges(first.size(), for_each_edge);
+    const edges_t borders(first.size(), [&](const auto &add) {
+        for_each_edge([&](uint16_t from, const edges_t::edge_t &edge) {
+            if (edges.along(edge.to, from).empty())
+                add(from, edge);
+        });
+    });
+    for (uint32_t vertex = 0; vertex < first.size(); ++vertex) {
+        const auto b = static_cast<uint16_t>(vertex);
+        for (const auto &[d, a, triangle] : borders.from(b)) {
+            const auto beyond = borders.from(a);
+            if (borders.along(d, a).empty() || beyond.size() != 1 || beyond[0].triangle == triangle)
+                continue;
+            const auto back = borders.along(beyond[0].to, b);
+            if (back.size() == 1 && back[0].triangle != beyond[0].triangle && back[0].triangle != triangle)
+                report_corner(triangle, d, beyond[0].to, first);
+        }
+    }
+}
+
+void mesh_check_t::report_corner(uint32_t triangle, uint16_t wrong, uint16_t right,
+                                 const std::vector<uint16_t> &first) {
+    const auto corners = view_.corners(triangle);
+    size_t k = 0;
+    while (first[corners[k]] != wrong)
+        ++k;
+    findings_.add(finding_code_t::triangle_corner, view_.at_triangle(triangle, k), [&] {
+        return concat("corner ", k, " is vertex ", corners[k],
+                      ", which tears a hole into the surface; vertex ", right,
+                      ", or another at its position, would close it");
+    });
 }
 
 void mesh_check_t::check_vertex_use() {
