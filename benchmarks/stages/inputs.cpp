@@ -1,5 +1,6 @@
 #include "benchmarks/stages/inputs.h"
 
+#include "kcore/core/core.h"
 #include "tools/conv/intermediate/parse_file.h"
 
 #include <cstdio>
@@ -11,6 +12,9 @@
 namespace kestrel {
 
 namespace {
+
+// Like the converter.
+[[maybe_unused]] const bool keeps_freed_memory = (keep_freed_memory(), true);
 
 [[noreturn]] void give_up(const char *what) {
     std::fprintf(stderr, "benchmark: %s\n", what);

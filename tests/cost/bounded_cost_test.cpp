@@ -73,7 +73,7 @@ cost_t cost_of(const worst_input_t &input, bool discard = true) {
             merge_part_pieces(*model);
             optimize_for_vertex_cache(*model, true);
             mem_file_t geometry;
-            converted = kmg_write(*model, skeleton, true, geometry);
+            converted = kmg_write(std::move(*model), skeleton, true, geometry);
         }
     }
     return {input.model.size() + input.skeleton.size(),

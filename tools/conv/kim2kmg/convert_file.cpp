@@ -125,7 +125,7 @@ bool conversion_t::write_output() {
 
 bool conversion_t::fill(file_t &output, uint64_t &size) {
     mem_file_t geometry;
-    if (!kmg_write(*model_, skeleton_, options_.tangent, geometry))
+    if (!kmg_write(std::move(*model_), skeleton_, options_.tangent, geometry))
         return false;
     size = geometry.get_size();
     return fs_copy(&output, &geometry) && output.close();
