@@ -3,7 +3,7 @@
 
 #include "benchmarks/stages/inputs.h"
 #include "benchmarks/stages/measure.h"
-#include "tests/kim2kmg/passes/literal_passes.h"
+#include "tests/kim2kmg/passes/literal_vertex_cache.h"
 #include "tools/conv/kim2kmg/passes/passes.h"
 
 #ifdef KIM2KMG_MESHOPTIMIZER
@@ -46,33 +46,12 @@ void merge(benchmark::State &state) {
 }
 MEASURE(merge, "passes/merge");
 
-plain_model_t plain_geometry(const kim_t &model) {
-    plain_model_t plain;
-    for (const kix_piece_t *piece : model.pieces) {
-        plain_piece_t &copy = plain.pieces.emplace_back();
-        copy.vertex_count = piece->vertex_count;
-        for (const kix_stream_t *stream : piece->streams) {
-            plain_stream_t &items = copy.streams.emplace_back();
-            items.tag = stream->tag.view();
-            items.format = stream->format();
-            for (uint32_t i = 0; i < stream->count(); ++i)
-                items.items.emplace_back(reinterpret_cast<const char *>(stream->item(i).data()),
-                                         stream->item_size());
-        }
-        for (const auto &[corners] : piece->triangles->items_as<triangle_t>())
-            copy.triangles.push_back({corners[0], corners[1], corners[2]});
-    }
-    return plain;
-}
-
 void literal(benchmark::State &state) {
-    const plain_model_t plain = plain_geometry(*parsed_model_t(input_t::small).model);
-    for (auto _ : state) {
-        state.PauseTiming();
-        plain_model_t own = plain;
-        state.ResumeTiming();
-        literal_vertex_cache(own, false);
-    }
+    const parsed_model_t parsed(input_t::small);
+    for (auto _ : state)
+        for (const kix_piece_t *piece : parsed.model->pieces)
+            benchmark::DoNotOptimize(
+                literal_vertex_cache_order(piece->triangles->items_as<triangle_t>(), piece->vertex_count));
 }
 MEASURE(literal, "limit/literal_vertex_cache_small");
 

@@ -2,32 +2,23 @@
 // it.
 
 #include "kcore/kutils/ufs/mem_file.h"
-#include "kcore/messages/message_system.h"
 #include "tests/cost/work_counter.h"
 #include "tests/cost/worst_inputs.h"
+#include "tests/support/captured_messages.h"
 #include "tools/conv/intermediate/parse_file.h"
 #include "tools/conv/kim2kmg/passes/passes.h"
 #include "tools/conv/kim2kmg/writer/kmg_writer.h"
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <stdexcept>
 
 namespace kestrel {
 
 namespace {
 
-class line_counter_t final : public message_handler_t {
+class line_counter_t final : public listener_t {
   public:
-    line_counter_t() {
-        message_system_t::start();
-        message_system_t::add_handler(*this);
-    }
-    ~line_counter_t() override {
-        message_system_t::remove_handler(*this);
-        message_system_t::stop();
-    }
     void handle(const message_t &message) override {
         bytes_ += message.text.length();
         ++lines_;

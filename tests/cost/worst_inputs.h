@@ -2,6 +2,7 @@
 
 // The inputs that cost most for their size, one kind for every way of asking for much with few bytes.
 
+#include <ostream>
 #include <span>
 #include <string>
 
@@ -20,6 +21,8 @@ struct worst_kind_t {
     uint64_t memory_factor;
     // Does it end in a geometry file? Those that do not are refused, some of them only by the writer.
     bool converts;
+
+    friend void PrintTo(const worst_kind_t &kind, std::ostream *out) { *out << kind.name; }
 };
 
 std::span<const worst_kind_t> worst_kinds();

@@ -67,6 +67,22 @@ def check_examples():
         assert run.returncode == 0 and not run.stderr, run.stderr
 
 
-for check in (check_messages, check_examples):
+def check_dump():
+    """The dump of docs/formats.md is what the program makes: hexadecimal offsets and bytes, worked out by hand."""
+    dump = b""
+    page = (tree / "docs/formats.md").read_text()
+    for offset, numbers in re.findall(r"^([0-9a-f]{4})  ((?:[0-9a-f]{2}(?: {1,2}|$))+)", page, re.M):
+        assert int(offset, 16) == len(dump), offset
+        dump += bytes.fromhex(numbers)
+    with tempfile.TemporaryDirectory() as base:
+        base = pathlib.Path(base)
+        for folder, file in (("bin/linux_x64", program), ("art", tree / "tests/data/golden/triangle.kim")):
+            (base / folder).mkdir(parents=True)
+            shutil.copy(file, base / folder)
+        subprocess.run([base / "bin/linux_x64" / program.name, "/triangle.kim", "-root", "art"], check=True)
+        assert (base / "rsrc/art/@cache/triangle.kmg").read_bytes() == dump
+
+
+for check in (check_messages, check_examples, check_dump):
     check()
     print("ok", check.__name__)

@@ -1,7 +1,6 @@
 // There and back: what glTF and geometry files keep of each other, with the converter in between.
 
 #include "kcore/kutils/ufs/mem_file.h"
-#include "tests/gltf/glb_file.h"
 #include "tests/support/asset_tree.h"
 #include "tests/support/captured_messages.h"
 #include "tests/support/converted_model.h"
@@ -78,98 +77,6 @@ bool is_named(const kmg_difference_t &difference) {
            difference.largest < 1e-5;
 }
 
-void expect_near(const auto &a, const auto &b, double tolerance) {
-    for (size_t i = 0; i < a.size(); ++i)
-        ASSERT_NEAR(static_cast<double>(a[i]), static_cast<double>(b[i]), tolerance) << i;
-}
-
-// The corners of all triangles, in the order of nodes, primitives and triangles, in world space.
-struct corner_t {
-    std::array<double, 3> position, normal;
-    std::map<std::string, std::array<float, 2>> uvs;
-    std::map<uint32_t, double> weights; // of joints
-};
-
-std::array<double, 3> moved(const matrix_t &matrix, const kmg_float3_t &v, double w) {
-    std::array<double, 3> result;
-    for (size_t r = 0; r < 3; ++r)
-        result[r] = matrix.m[r][0] * static_cast<double>(v[0]) + matrix.m[r][1] * static_cast<double>(v[1]) +
-                    matrix.m[r][2] * static_cast<double>(v[2]) + matrix.m[r][3] * w;
-    return result;
-}
-
-std::vector<corner_t> corners_of(const glb_file_t &file) {
-    std::vector<corner_t> corners;
-    const auto worlds = world_matrices(file.json);
-    for (size_t n = 0; n < worlds.size(); ++n) {
-        const json_t &node = file.json.at("nodes").at(n);
-        if (!node.contains("mesh"))
-            continue;
-        for (const json_t &primitive :
-             file.json.at("meshes").at(node.at("mesh").get<size_t>()).at("primitives")) {
-            if (primitive.value("mode", 4) != 4)
-                continue; // axes of a locator
-            const json_t &attributes = primitive.at("attributes");
-            const auto positions = file.elements<kmg_float3_t>(attributes.at("POSITION"));
-            const auto normals = file.elements<kmg_float3_t>(attributes.at("NORMAL"));
-            for (const uint16_t index : file.elements<uint16_t>(primitive.at("indices"))) {
-                corner_t &corner = corners.emplace_back();
-                corner.position = moved(worlds[n], positions.at(index), 1);
-                // The nodes of these files turn and scale alike in all directions.
-                corner.normal = moved(worlds[n], normals.at(index), 0);
-                const double l = length(corner.normal);
-                for (double &value : corner.normal)
-                    value /= l;
-            }
-            corner_t *const first =
-                &corners[corners.size() - file.elements<uint16_t>(primitive.at("indices")).size()];
-            for (const auto &[name, accessor] : attributes.items()) {
-                size_t i = 0;
-                if (name.starts_with("TEXCOORD_")) {
-                    const auto uvs = file.elements<std::array<float, 2>>(accessor);
-                    for (const uint16_t index : file.elements<uint16_t>(primitive.at("indices")))
-                        first[i++].uvs[name] = uvs.at(index);
-                } else if (name == "JOINTS_0") {
-                    const auto joints = file.elements<kmg_bytes4_t>(accessor);
-                    const auto weights = file.elements<kmg_bytes4_t>(attributes.at("WEIGHTS_0"));
-                    for (const uint16_t index : file.elements<uint16_t>(primitive.at("indices"))) {
-                        for (size_t k = 0; k < 4; ++k)
-                            if (weights.at(index)[k] > 0)
-                                first[i].weights[joints.at(index)[k]] += weights.at(index)[k];
-                        ++i;
-                    }
-                }
-            }
-        }
-    }
-    return corners;
-}
-
-void expect_same(const glb_file_t &before, const glb_file_t &after) {
-    const auto a = corners_of(before), b = corners_of(after);
-    ASSERT_GT(a.size(), 0u);
-    ASSERT_EQ(a.size(), b.size());
-    for (size_t i = 0; i < a.size(); ++i) {
-        SCOPED_TRACE(i);
-        expect_near(a[i].position, b[i].position, 1e-6);
-        expect_near(a[i].normal, b[i].normal, 1e-5); // that far from length 1 they are in the file
-        ASSERT_EQ(a[i].uvs, b[i].uvs);
-        ASSERT_EQ(a[i].weights.size(), b[i].weights.size());
-        for (const auto &[joint, weight] : a[i].weights)
-            ASSERT_NEAR(weight, b[i].weights.at(joint), 1);
-    }
-    ASSERT_EQ(before.json.contains("skins"), after.json.contains("skins"));
-    if (!before.json.contains("skins"))
-        return;
-    const auto binds = [](const glb_file_t &file) {
-        return file.elements<kmg_matrix_t>(file.json.at("skins").at(0).at("inverseBindMatrices"));
-    };
-    const auto binds_before = binds(before), binds_after = binds(after);
-    ASSERT_EQ(binds_before.size(), binds_after.size());
-    for (size_t i = 0; i < binds_before.size(); ++i)
-        expect_near(binds_before[i], binds_after[i], 1e-5);
-}
-
 } // namespace
 
 TEST(gltf_round_trip, geometry_files_of_the_samples_come_back) {
@@ -186,26 +93,20 @@ TEST(gltf_round_trip, geometry_files_of_the_samples_come_back) {
     }
 }
 
-TEST(gltf_round_trip, gltf_files_of_the_samples_come_back) {
-    for (const auto &path : sample_models()) {
-        SCOPED_TRACE(path);
-        const converted_model_t sample(path);
-        const std::string before = glb_of(opened(sample.bytes));
-        const auto bytes = converted(import(before), number_style_t::bit_patterns);
-        expect_same(glb_file_t(before), glb_file_t(glb_of(opened(bytes))));
-    }
-}
-
+// What has gone through the converter once stays the same from then on.
 TEST(gltf_round_trip, gltf_files_of_modelling_tools_come_back) {
-    for (const char *name : {"pete_gear.gltf", "house.glb"}) {
+    for (const auto &[name, corners] : {std::pair("pete_gear.gltf", 3342u), {"house.glb", 4998u}}) {
         SCOPED_TRACE(name);
-        const std::string before = read_whole_file(files / name);
-        const auto bytes = converted(import(before), number_style_t::bit_patterns);
-        const glb_file_t after(glb_of(opened(bytes)));
-        if (std::string_view(name).ends_with("glb"))
-            expect_same(glb_file_t(before), after);
-        else
-            expect_same(glb_file_t(before, read_whole_file(files / "pete_gear.bin")), after);
+        const auto bytes = converted(import(read_whole_file(files / name)), number_style_t::bit_patterns);
+        const auto first = opened(bytes);
+        const auto again = converted(import(glb_of(first)), number_style_t::bit_patterns);
+        diff_kmg(first, opened(again), 0, [&](const kmg_difference_t &difference) {
+            EXPECT_TRUE(first.header().bone_count > 0 && is_named(difference)) << to_text(difference);
+        });
+        size_t indices = 0;
+        for (const kmg_piece_t piece : first.pieces())
+            indices += piece.index_count;
+        EXPECT_EQ(indices, corners);
     }
 }
 

@@ -6,25 +6,6 @@
 
 namespace kestrel {
 
-static const std::string two_bone_skeleton = R"(Header {
-	FormatVersion: 1
-	Source: "test"
-	Type: "Skeleton"
-	Name: "two"
-}
-Global {
-	BoneCount: 2
-}
-Bones {
-	0 ( Name: "root" Parent: ""
-		Matrix: ( 1.0 0.0 0.0 0.0 0.0 1.0 0.0 0.0 0.0 0.0 1.0 0.0 0.0 0.0 0.0 1.0 )
-	)
-	1 ( Name: "arm" Parent: "root"
-		Matrix: ( 2.0 0.0 0.0 4.0 0.0 2.0 0.0 6.0 0.0 0.0 2.0 8.0 0.0 0.0 0.0 1.0 )
-	)
-}
-)";
-
 TEST(skeleton_grammar, a_skeleton_is_kept_as_written) {
     const parsed_skeleton_t parsed(two_bone_skeleton);
     ASSERT_TRUE(parsed.root) << parsed.messages;

@@ -111,15 +111,6 @@ TEST(command_line, the_status_counts_failures) {
     EXPECT_TRUE(exists(tree.output("good.kmg")));
 }
 
-TEST(command_line, files_are_taken_up_to_the_first_option) {
-    const asset_tree_t tree;
-    tree.add_source("a.kim", one_triangle_model);
-    tree.add_source("b.kim", one_triangle_model);
-    const program_run_t run = tree.run({"a.kim", "-tangent", "b.kim", "-root", "project"});
-    EXPECT_EQ(run.status, 0) << run.errors;
-    EXPECT_EQ(tree.products(), (std::vector<std::string>{"project/@cache/a.kmg", "project/@dep/a.kmg"}));
-}
-
 // The path that is tested for being a directory is cut to 255 bytes; what is composed later is not.
 TEST(command_line, a_root_of_255_bytes_is_subject_to_the_test_of_its_start) {
     const asset_tree_t tree;
@@ -141,13 +132,6 @@ TEST(command_line, an_output_that_would_leave_the_cache_is_not_opened) {
     EXPECT_EQ(run.errors, error_line("[fs] " + output + ": leads out of its tree, left alone") +
                               error_line("error opening output file /../project/a.kmg"));
     EXPECT_EQ(tree.products(), std::vector<std::string>());
-}
-
-TEST(command_line, the_tree_is_made_before_the_first_file) {
-    const asset_tree_t tree;
-    EXPECT_EQ(tree.run({"missing.kim", "-root", "project"}).status, 1);
-    EXPECT_TRUE(is_directory(tree.base() / "rsrc/project/@cache"));
-    EXPECT_TRUE(is_directory(tree.base() / "rsrc/project/@dep"));
 }
 
 TEST(command_line, backslashes_separate_folders) {

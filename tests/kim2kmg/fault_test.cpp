@@ -4,7 +4,7 @@
 #include "tests/support/captured_messages.h"
 #include "tests/support/child_run.h"
 #include "tests/support/fake_platform.h"
-#include "tests/support/skinned_model_text.h"
+#include "tests/support/model_text.h"
 #include "tools/conv/kim2kmg/convert_file.h"
 
 #include <gtest/gtest.h>

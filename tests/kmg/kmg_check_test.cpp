@@ -2,9 +2,6 @@
 
 #include "tests/kmg/kmg_builder.h"
 #include "tests/support/converted_model.h"
-#include "tools/conv/intermediate/kis_model.h"
-#include "tools/conv/kim2kmg/affine/affine_decomposition.h"
-#include "tools/kmg/affine.h"
 
 #include <algorithm>
 #include <gtest/gtest.h>
@@ -210,56 +207,6 @@ TEST(kmg_check, each_damaged_field_is_named) {
     planted_at(index_padding, indices + 12 + 6, 0, uint16_t{1});
 }
 
-// Bones as the converter makes them of ordinary transforms: turned, stretched along any axes, mirrored, far
-// away.
-TEST(kmg_check, bones_that_the_converter_makes_are_sound) {
-    std::mt19937 random(7);
-    const auto between = [&](double low, double high) {
-        return low + (high - low) * static_cast<double>(random()) / static_cast<double>(std::mt19937::max());
-    };
-    const auto random_rotation = [&] {
-        std::array<float, 4> q;
-        for (float &value : q)
-            value = static_cast<float>(between(-1, 1));
-        return rotation_matrix(normalised(q));
-    };
-    const auto random_transform = [&] {
-        matrix_t stretch = identity_matrix;
-        for (size_t i = 0; i < 3; ++i)
-            stretch.m[i][i] = std::pow(10, between(-1, 1)) * (between(0, 1) < 0.2 ? -1 : 1);
-        const matrix_t product = random_rotation() * stretch * random_rotation();
-        kmg_matrix_t values;
-        for (size_t i = 0; i < 16; ++i)
-            values[i] = static_cast<float>(product.m[i / 4][i % 4]);
-        for (const size_t i : std::initializer_list<size_t>{3, 7, 11})
-            values[i] = static_cast<float>(between(-100, 100));
-        return values;
-    };
-    kmg_source_t source = small_source();
-    for (int round = 0; round < 2000; ++round) {
-        for (kmg_bone_data_t &bone : source.bones) {
-            bone.matrix = random_transform();
-            bone.inverse = invert_matrix(bone.matrix).values;
-            kmg_matrix_t local = bone.matrix;
-            if (bone.parent != kmg_no_parent) {
-                const kmg_matrix_t &p = source.bones[bone.parent].inverse;
-                for (size_t r = 0; r < 4; ++r)
-                    for (size_t c = 0; c < 4; ++c)
-                        local[4 * r + c] = p[4 * r] * bone.matrix[c] + p[4 * r + 1] * bone.matrix[4 + c] +
-                                           p[4 * r + 2] * bone.matrix[8 + c] +
-                                           p[4 * r + 3] * bone.matrix[12 + c];
-            }
-            const affine_parts_t parts = affine_decomposition(local);
-            bone.translation = parts.t;
-            bone.rotation = parts.q;
-            bone.stretch_rotation = parts.u;
-            bone.scale = parts.k;
-            bone.sign = parts.f;
-        }
-        ASSERT_EQ(told(check_kmg(build(source))), "") << round;
-    }
-}
-
 // What needs more than one field to be wrong.
 TEST(kmg_check, tells_what_will_hardly_look_as_meant) {
     const struct {
@@ -367,27 +314,6 @@ TEST(kmg_check, tells_a_few_of_a_kind_and_counts_the_rest) {
     EXPECT_EQ(std::count_if(scales.begin(), scales.end(), [](auto &f) { return f.code == locator_scale; }),
               11);
     EXPECT_EQ(count_findings(scales).errors, 30u);
-}
-
-// Any damage at all is survived; what survives the structure checks can be looked at whole.
-TEST(kmg_check, random_damage_gives_findings_not_crashes) {
-    std::mt19937 random(20240607);
-    const bytes_t good = build(small_source());
-    const uint32_t telling[] = {0, 1, 4, 0x7F800000, 0x7FC00000, 0x7FFFFFFF, 0xFFFFFFFC, 0xFFFFFFFF};
-    size_t broken = 0;
-    for (int round = 0; round < 20000; ++round) {
-        bytes_t file = good;
-        for (unsigned damage = 1 + random() % 4; damage > 0; --damage) {
-            const size_t byte = random() % (file.size() - 3);
-            if (random() % 2 == 0)
-                file[byte] ^= static_cast<std::byte>(1u << random() % 8);
-            else
-                file = planted(std::move(file), byte / 4 * 4, telling[random() % std::size(telling)]);
-        }
-        broken += has_error(check_kmg(file));
-    }
-    EXPECT_GT(broken, 10000u);
-    EXPECT_LT(broken, 20000u);
 }
 
 } // namespace kestrel

@@ -5,7 +5,6 @@
 #include "tools/conv/intermediate/kis_model.h"
 #include "tools/conv/intermediate/number_text.h"
 #include "tools/conv/kim2kmg/affine/affine_decomposition.h"
-#include "tools/conv/kim2kmg/passes/passes.h"
 #include "tools/conv/kim2kmg/passes/vertex_cache_order.h"
 #include "tools/conv/kim2kmg/writer/bounds.h"
 #include "tools/conv/kim2kmg/writer/influences.h"
@@ -136,36 +135,6 @@ digest_t spheres() {
     return digest;
 }
 
-// Slivers of all widths around the one below which a triangle is thrown away.
-digest_t slivers() {
-    inputs_t inputs;
-    digest_t digest;
-    for (int i = 0; i < rounds / 100; ++i) {
-        kim_t model;
-        kix_piece_t piece;
-        kix_stream_t positions, triangles;
-        positions.tag.assign(position_tag);
-        positions.allocate(stream_format_t::float3, 300);
-        triangles.allocate(stream_format_t::int3, 100);
-        for (uint32_t t = 0; t < 100; ++t) {
-            const float x = inputs.unit(), y = inputs.unit(), width = inputs.unit() * 0.006f;
-            const float3_t corners[3] = {{x, y, 0}, {-x, -y, 0}, {x * 0.3f, y * 0.3f, width}};
-            const triangle_t triangle{{3 * t, 3 * t + 1, 3 * t + 2}};
-            positions.append_items(std::as_bytes(std::span(corners)));
-            triangles.append_item(std::as_bytes(std::span(&triangle, 1)));
-        }
-        piece.streams.push_back(&positions);
-        piece.triangles = &triangles;
-        kix_material_t material;
-        model.materials.push_back(&material);
-        model.pieces.push_back(&piece);
-        discard_degenerated_triangles(model);
-        for (const triangle_t &triangle : triangles.items_as<triangle_t>())
-            digest.add(triangle);
-    }
-    return digest;
-}
-
 digest_t vertex_orders() {
     inputs_t inputs;
     digest_t digest;
@@ -205,6 +174,5 @@ int main() {
     skins().print("skins");
     spheres().print("spheres");
     colours().print("colours");
-    slivers().print("slivers");
     vertex_orders().print("vertex orders");
 }

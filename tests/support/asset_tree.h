@@ -2,25 +2,21 @@
 
 // An asset tree of its own in a temporary folder, with the program in it, that goes when the test ends.
 
+#include "tests/support/child_run.h"
+#include "tests/support/temporary_directory.h"
+
 #include <filesystem>
 #include <string>
 #include <vector>
 
 namespace kestrel {
 
-struct program_run_t {
-    int status; // exit status, or 128 + the signal that ended it
-    std::string output;
-    std::string errors;
-};
+using program_run_t = child_run_t;
 
 class asset_tree_t {
   public:
     // BASE/bin/linux_x64/kim2kmg and BASE/project/.
     asset_tree_t();
-    ~asset_tree_t();
-    asset_tree_t(const asset_tree_t &) = delete;
-    asset_tree_t &operator=(const asset_tree_t &) = delete;
 
     const std::filesystem::path &base() const { return base_; }
     std::filesystem::path source(const std::string &path) const { return base_ / "project" / path; }
@@ -36,10 +32,11 @@ class asset_tree_t {
     program_run_t run(const std::vector<std::string> &arguments) const;
 
   private:
+    temporary_directory_t folder_;
     std::filesystem::path base_;
 };
 
-// Runs a program in a folder, where it leaves what it printed in stdout.txt and stderr.txt.
+// Runs a program in a folder.
 program_run_t run_program(const std::string &program, const std::vector<std::string> &arguments,
                           const std::filesystem::path &folder);
 

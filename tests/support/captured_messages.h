@@ -1,6 +1,6 @@
 #pragma once
 
-// Collects messages while it lives, one string each: "E: text" for errors, "W: text" for warnings, "I: text".
+// Handlers that hear every message while they live; one of them at a time.
 
 #include "kcore/messages/message_system.h"
 
@@ -9,17 +9,36 @@
 
 namespace kestrel {
 
-class captured_messages_t final : public message_handler_t {
+class listener_t : public message_handler_t {
   public:
-    captured_messages_t() {
+    listener_t() {
         message_system_t::start();
         message_system_t::add_handler(*this);
     }
-    ~captured_messages_t() override {
+    ~listener_t() override {
         message_system_t::remove_handler(*this);
         message_system_t::stop();
     }
+};
 
+// Counts messages and gives them to nobody.
+class message_counter_t : public listener_t {
+  public:
+    void handle(const message_t &message) override {
+        errors_ += message.level == message_level_t::error;
+        warnings_ += message.level == message_level_t::warning;
+    }
+    size_t errors() const { return errors_; }
+    size_t warnings() const { return warnings_; }
+
+  private:
+    size_t errors_ = 0;
+    size_t warnings_ = 0;
+};
+
+// Keeps each as a line: "E: text" for errors, "W: text" for warnings, "I: text".
+class captured_messages_t final : public listener_t {
+  public:
     void handle(const message_t &message) override {
         const char letter = message.level == message_level_t::error     ? 'E'
                             : message.level == message_level_t::warning ? 'W'

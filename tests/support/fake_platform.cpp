@@ -26,30 +26,10 @@ void fake_platform_t::add_file(const std::string &path, std::string_view content
     files_[path] = std::make_shared<std::string>(content);
 }
 
-void fake_platform_t::remove(const std::string &path) {
-    const std::scoped_lock guard(mutex_);
-    files_.erase(path);
-}
-
 void fake_platform_t::add_device(const std::string &path) {
     add_directory(parent_of(path));
     const std::scoped_lock guard(mutex_);
     devices_.insert(path);
-}
-
-bool fake_platform_t::has_file(const std::string &path) const {
-    const std::scoped_lock guard(mutex_);
-    return files_.contains(path);
-}
-
-bool fake_platform_t::has_directory(const std::string &path) const {
-    const std::scoped_lock guard(mutex_);
-    return directories_.contains(path);
-}
-
-std::string fake_platform_t::content(const std::string &path) const {
-    const std::scoped_lock guard(mutex_);
-    return *files_.at(path);
 }
 
 std::map<std::string, std::string> fake_platform_t::files() const {
@@ -58,26 +38,6 @@ std::map<std::string, std::string> fake_platform_t::files() const {
     for (const auto &[path, content] : files_)
         all[path] = *content;
     return all;
-}
-
-size_t fake_platform_t::open_file_count() const {
-    const std::scoped_lock guard(mutex_);
-    return open_files_.size();
-}
-
-std::vector<std::string> fake_platform_t::take_calls() {
-    const std::scoped_lock guard(mutex_);
-    return std::exchange(calls_, {});
-}
-
-void fake_platform_t::fail(const std::string &call, fs_reason_t reason) {
-    const std::scoped_lock guard(mutex_);
-    faults_.emplace_back(call, reason);
-}
-
-void fake_platform_t::fail_no_more() {
-    const std::scoped_lock guard(mutex_);
-    faults_.clear();
 }
 
 void fake_platform_t::spoil(size_t call, fault_t fault, fs_reason_t reason) {
@@ -89,26 +49,6 @@ void fake_platform_t::spoil(size_t call, fault_t fault, fs_reason_t reason) {
     spoilt_.clear();
 }
 
-size_t fake_platform_t::call_count() const {
-    const std::scoped_lock guard(mutex_);
-    return call_count_;
-}
-
-std::string fake_platform_t::spoilt() const {
-    const std::scoped_lock guard(mutex_);
-    return spoilt_;
-}
-
-void fake_platform_t::limit_transfers(size_t most) {
-    const std::scoped_lock guard(mutex_);
-    most_bytes_ = most;
-}
-
-void fake_platform_t::hold_transfers() {
-    const std::scoped_lock guard(mutex_);
-    holding_ = true;
-}
-
 void fake_platform_t::let_transfers_go() {
     const std::scoped_lock guard(mutex_);
     holding_ = false;
@@ -118,11 +58,6 @@ void fake_platform_t::let_transfers_go() {
 void fake_platform_t::wait_for_held_transfers(size_t count) {
     lock_t lock(mutex_);
     held_changed_.wait(lock, [&] { return held_ >= count; });
-}
-
-size_t fake_platform_t::most_transfers_at_once() const {
-    const std::scoped_lock guard(mutex_);
-    return most_held_;
 }
 
 fs_reason_t fake_platform_t::note(const std::string &call) {
@@ -186,11 +121,6 @@ fake_platform_t::open_file_t &fake_platform_t::file_of(fs_handle_t handle) {
     if (found == open_files_.end())
         throw std::logic_error("a handle that is not open");
     return found->second;
-}
-
-std::string fake_platform_t::path_of(fs_handle_t handle) {
-    const std::scoped_lock guard(mutex_);
-    return file_of(handle).path;
 }
 
 fs_reason_t fake_platform_t::open(const char *path, fs_open_mode_t mode, fs_handle_t &handle) {

@@ -32,42 +32,76 @@ enum class fault_t {
 };
 
 class fake_platform_t final : public fs_platform_t {
+    mutable std::recursive_mutex mutex_;
+
+    template <class F>
+    auto locked(F f) const {
+        const std::scoped_lock guard(mutex_);
+        return f();
+    }
+
   public:
     void add_directory(const std::string &path);
     // With the directories above it.
     void add_file(const std::string &path, std::string_view content);
-    void remove(const std::string &path);
+    void remove(const std::string &path) {
+        locked([&] { files_.erase(path); });
+    }
     // Something that is no regular file: a device, a pipe.
     void add_device(const std::string &path);
-    bool has_file(const std::string &path) const;
-    bool has_directory(const std::string &path) const;
-    std::string content(const std::string &path) const;
+    bool has_file(const std::string &path) const {
+        return locked([&] { return files_.contains(path); });
+    }
+    bool has_directory(const std::string &path) const {
+        return locked([&] { return directories_.contains(path); });
+    }
+    std::string content(const std::string &path) const {
+        return locked([&] { return *files_.at(path); });
+    }
     // Every file with its content.
     std::map<std::string, std::string> files() const;
-    size_t open_file_count() const;
+    size_t open_file_count() const {
+        return locked([&] { return open_files_.size(); });
+    }
 
     // What has been asked since the last time.
-    std::vector<std::string> take_calls();
+    std::vector<std::string> take_calls() {
+        return locked([&] { return std::exchange(calls_, {}); });
+    }
 
     // From now on calls whose line begins so fail without effect (a close closes).
-    void fail(const std::string &call, fs_reason_t reason = fs_reason_t::other);
-    void fail_no_more();
+    void fail(const std::string &call, fs_reason_t reason = fs_reason_t::other) {
+        locked([&] { faults_.emplace_back(call, reason); });
+    }
+    void fail_no_more() {
+        locked([&] { faults_.clear(); });
+    }
     // Counts calls from 1 on, and spoils that one.
     void spoil(size_t call, fault_t fault, fs_reason_t reason);
-    size_t call_count() const;
+    size_t call_count() const {
+        return locked([&] { return call_count_; });
+    }
     // The line of the first call that was spoilt by its number; empty when none was.
-    std::string spoilt() const;
+    std::string spoilt() const {
+        return locked([&] { return spoilt_; });
+    }
     // Called after every operation.
     void watch(std::function<void()> after_each) { after_each_ = std::move(after_each); }
 
     // One transfer moves at most so many bytes.
-    void limit_transfers(size_t most);
+    void limit_transfers(size_t most) {
+        locked([&] { most_bytes_ = most; });
+    }
     // Transfers wait from now on, until they are let go.
-    void hold_transfers();
+    void hold_transfers() {
+        locked([&] { holding_ = true; });
+    }
     void let_transfers_go();
     // Returns when so many wait.
     void wait_for_held_transfers(size_t count);
-    size_t most_transfers_at_once() const;
+    size_t most_transfers_at_once() const {
+        return locked([&] { return most_held_; });
+    }
 
     fs_reason_t open(const char *path, fs_open_mode_t mode, fs_handle_t &handle) override;
     fs_reason_t close(fs_handle_t handle) override;
@@ -110,9 +144,10 @@ class fake_platform_t final : public fs_platform_t {
     bool has_parent(const std::string &path) const;
     bool anything_below(const std::string &path) const;
     open_file_t &file_of(fs_handle_t handle);
-    std::string path_of(fs_handle_t handle);
+    std::string path_of(fs_handle_t handle) {
+        return locked([&] { return file_of(handle).path; });
+    }
 
-    mutable std::recursive_mutex mutex_;
     std::map<std::string, content_t> files_;
     std::set<std::string> directories_;
     std::set<std::string> devices_;

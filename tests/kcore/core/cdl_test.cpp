@@ -62,28 +62,6 @@ TEST(cdl, asking_for_values_before_any_option_is_reported) {
     EXPECT_EQ(messages.text(), report + report);
 }
 
-TEST(cdl, fewer_than_two_arguments_hold_no_option) {
-    const command_line_t nothing({});
-    EXPECT_EQ(cdl_range_size(), 0u);
-    EXPECT_EQ(cdl_param("-V"), -1);
-    const command_line_t name_only({"-V"});
-    EXPECT_EQ(cdl_range_size(), 1u);
-    EXPECT_EQ(cdl_param("-V"), -1);
-}
-
-TEST(cdl, at_most_128_arguments_are_held) {
-    std::vector<std::string> arguments(127, "a");
-    arguments.push_back("-V");
-    const command_line_t full(arguments);
-    EXPECT_TRUE(full.all_taken());
-    EXPECT_EQ(cdl_param("-V"), 127);
-    arguments.insert(arguments.begin(), "a");
-    const command_line_t too_many(arguments);
-    EXPECT_FALSE(too_many.all_taken());
-    EXPECT_EQ(cdl_range_size(), 128u);
-    EXPECT_EQ(cdl_param("-V"), -1);
-}
-
 TEST(cdl, the_texts_share_2048_bytes) {
     const std::string most(2048 - 2 - 3 - 1, 'x');
     EXPECT_TRUE(command_line_t({"p", most, "-V"}).all_taken());
@@ -91,13 +69,6 @@ TEST(cdl, the_texts_share_2048_bytes) {
     EXPECT_FALSE(too_long.all_taken());
     EXPECT_EQ(too_long.context().argument_count, 2u);
     EXPECT_EQ(too_long.context().matched_run_end, 2u);
-}
-
-TEST(cdl, arguments_end_at_the_first_that_is_not_utf8) {
-    const command_line_t line({"p", "k\xC3\xB6nig.kim", "k\xF6nig.kim", "-V"});
-    EXPECT_FALSE(line.all_taken());
-    EXPECT_EQ(cdl_range_size(), 2u);
-    EXPECT_STREQ(line.context().arguments[1], "k\xC3\xB6nig.kim");
 }
 
 } // namespace kestrel

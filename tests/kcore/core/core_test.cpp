@@ -29,16 +29,6 @@ TEST(core, starts_with_locale_console_and_file_system_and_flushes_at_the_end) {
     EXPECT_EQ(run.errors, "*** ERROR *** : file system started\r\n");
 }
 
-TEST(core, a_process_that_exits_without_stopping_it_ends_normally) {
-    const child_run_t run = run_in_child([] {
-        core_initialize();
-        msg_info("last");
-        std::exit(3);
-    });
-    EXPECT_EQ(run.status, 3);
-    EXPECT_EQ(run.output, "last\r\n");
-}
-
 TEST(core, a_file_never_takes_the_place_of_a_closed_standard_stream) {
     const temporary_directory_t directory;
     const child_run_t run = run_in_child([&] {

@@ -66,32 +66,6 @@ TEST_F(dependency_file, is_written_line_by_line) {
     EXPECT_EQ(text_of(back), "3|/a.kim|/a.kis");
 }
 
-TEST_F(dependency_file, that_cannot_be_written_leaves_nothing_behind) {
-    const struct {
-        const char *fault, *messages;
-    } cases[] = {
-        {"open", "E: [fs] /w/rsrc/p/@dep/a.kmg: no space left on device\n"
-                 "E: [fs] Failed to open file '/w/rsrc/p/@dep/a.kmg' in the create_truncate mode.\n"},
-        {"write", "E: [fs] <SYSFS>/w/rsrc/p/@dep/a.kmg: no space left on device\n"
-                  "E: [fs_copy] error writing block: <SYSFS>/w/rsrc/p/@dep/a.kmg @ 0 (chunk size 19)\n"
-                  "E: [fs_copy] failed to copy files!\n"},
-        {"close", "E: [fs] <SYSFS>/w/rsrc/p/@dep/a.kmg: no space left on device\n"
-                  "E: [fs] closing reported an error, written data may be lost "
-                  "(<SYSFS>/w/rsrc/p/@dep/a.kmg)\n"}};
-    for (const auto &c : cases) {
-        platform().fail(c.fault, fs_reason_t::no_space);
-        EXPECT_FALSE(write_dependency_file(*device_, sample_record(), "/a.kmg")) << c.fault;
-        EXPECT_EQ(messages_.text(), c.messages);
-        EXPECT_FALSE(platform().has_file(place));
-        platform().fail_no_more();
-        messages_.clear();
-    }
-    const std::string long_path = "/" + std::string(250, 'n');
-    EXPECT_FALSE(write_dependency_file(*device_, sample_record(), long_path));
-    EXPECT_EQ(messages_.lines().back(),
-              "E: " + long_path + ": failed to get system location of dependency file.");
-}
-
 TEST_F(dependency_file, reading_texts) {
     const struct {
         const char *text, *record, *messages; // record null: fails

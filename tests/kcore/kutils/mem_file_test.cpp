@@ -89,49 +89,6 @@ TEST(mem_file, read_only_and_fixed_size) {
     EXPECT_EQ(text_of(read_only, 0, 4), "text");
 }
 
-TEST(mem_file, requests_are_done_when_they_return) {
-    mem_file_t file;
-    write_at(file, 0, "text");
-    int calls = 0;
-    const fs_callback_t count{[](bool, void *counter) { ++*static_cast<int *>(counter); }, &calls};
-    std::byte bytes[4];
-    fs_request_t request = file.read_request(bytes, 0, count);
-    EXPECT_EQ(calls, 1);
-    EXPECT_TRUE(request.finished());
-    EXPECT_TRUE(request.wait());
-    EXPECT_FALSE(file.read_request(bytes, 1, {}));
-    EXPECT_TRUE(file.write_request(bytes, 4, count).wait());
-    EXPECT_EQ(text_of(file, 0, 8), "texttext");
-}
-
-TEST(mem_file, identity) {
-    std::unique_ptr<file_t> slot;
-    make_mem_file(slot);
-    EXPECT_EQ(slot->name().view(), "<mem-file>");
-    EXPECT_EQ(slot->get_mount_id(), 0xFFFF);
-    const struct {
-        uint32_t kind;
-        const char *display_name;
-    } cases[] = {{0, "<MEMFILE><UNKNOWNFS><mem-file>"},
-                 {1, "<MEMFILE><UFS><mem-file>"},
-                 {2, "<MEMFILE><SYSFS><mem-file>"},
-                 {3, "<MEMFILE><BADFS><mem-file>"}};
-    for (const auto &c : cases) {
-        slot->set_path_kind(static_cast<fs_path_kind_t>(c.kind));
-        EXPECT_EQ(display_name_of(slot.get()).view(), c.display_name);
-        string_dyn_t path;
-        EXPECT_EQ(slot->get_mount_path(path), c.kind == 1);
-        EXPECT_TRUE(slot->get_system_path(path));
-        EXPECT_EQ(path.view(), "<mem-file>");
-    }
-    fs_stat_t found;
-    EXPECT_TRUE(slot->stat(found));
-    EXPECT_EQ(found.kind, fs_kind_t::file);
-    EXPECT_EQ(found.modification_time, 0u);
-    EXPECT_EQ(found.device, nullptr);
-    EXPECT_EQ(found.container_position, ~uint64_t{0});
-}
-
 namespace {
 
 class fs_copy_of : public testing::Test {
@@ -168,17 +125,6 @@ TEST_F(fs_copy_of, a_file_goes_in_blocks_from_the_start_of_both) {
     EXPECT_EQ(source_.offset(), 0u);
     EXPECT_EQ(target_->offset(), 0u);
     EXPECT_EQ(fs_read_statistics.total_operations - operations, 3u);
-}
-
-TEST_F(fs_copy_of, an_empty_file_writes_nothing_and_a_longer_target_keeps_its_rest) {
-    mem_file_t empty;
-    EXPECT_TRUE(fs_copy(target_.get(), &empty));
-    EXPECT_EQ(writes(), std::vector<std::string>{});
-    mem_file_t longer, shorter;
-    write_at(longer, 0, "0123456789");
-    write_at(shorter, 0, "abc");
-    EXPECT_TRUE(fs_copy(&longer, &shorter));
-    EXPECT_EQ(text_of(longer, 0, 10), "abc3456789");
 }
 
 TEST_F(fs_copy_of, nothing_is_reported_source_first) {

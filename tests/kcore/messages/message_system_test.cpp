@@ -1,6 +1,7 @@
 #include "kcore/messages/message_system.h"
 
 #include "kcore/core/core.h"
+#include "tests/support/captured_messages.h"
 #include "tests/support/child_run.h"
 
 #include <gtest/gtest.h>
@@ -15,16 +16,8 @@ namespace kestrel {
 namespace {
 
 // Notes what it is given and, for texts that it knows, emits others or throws.
-class talkative_handler_t final : public message_handler_t {
+class talkative_handler_t final : public listener_t {
   public:
-    talkative_handler_t() {
-        message_system_t::start();
-        message_system_t::add_handler(*this);
-    }
-    ~talkative_handler_t() override {
-        message_system_t::remove_handler(*this);
-        message_system_t::stop();
-    }
     void handle(const message_t &message) override {
         heard.push_back(std::to_string(static_cast<uint32_t>(message.level)) + " " + message.text.c_str());
         const std::string_view text = message.text.view();

@@ -3,7 +3,6 @@
 #include "kcore/ufs/file_system.h"
 #include "tests/support/captured_messages.h"
 #include "tests/support/fake_platform.h"
-#include "tests/support/temporary_directory.h"
 
 #include <gtest/gtest.h>
 
@@ -53,21 +52,6 @@ TEST_F(atomic_file, commit_makes_the_bytes_durable_before_the_name_and_the_name_
     EXPECT_EQ(messages_.text(), "");
 }
 
-TEST_F(atomic_file, commit_creates_a_target_that_was_not_there_with_its_directories) {
-    const auto file = open_and_write("/a/b/fresh");
-    EXPECT_FALSE(platform().has_file("/w/a/b/fresh"));
-    EXPECT_TRUE(file->commit());
-    EXPECT_EQ(platform().content("/w/a/b/fresh"), "new");
-}
-
-TEST_F(atomic_file, cancel_leaves_the_target_and_removes_the_buffer) {
-    const auto file = open_and_write();
-    EXPECT_TRUE(file->cancel());
-    EXPECT_EQ(platform().content("/w/target"), "old");
-    EXPECT_FALSE(platform().has_file("/w/target.atomic"));
-    EXPECT_EQ(messages_.text(), "");
-}
-
 TEST_F(atomic_file, forgetting_both_is_reported_and_cancels) {
     open_and_write();
     EXPECT_EQ(platform().content("/w/target"), "old");
@@ -89,16 +73,6 @@ TEST_F(atomic_file, operations_after_the_end_are_refused) {
                   "E: [sysfs_atomic_file_t] Cannot write, buffer file is already closed.\n");
         messages_.clear();
     }
-}
-
-TEST_F(atomic_file, reading_is_refused) {
-    const auto file = open_and_write();
-    file->set_offset(0);
-    std::byte byte;
-    EXPECT_FALSE(file->read({&byte, 1}));
-    EXPECT_EQ(messages_.text(), "E: [sysfs_atomic_file_t] Atomic file does not support read operation.\n"
-                                "E: [fs] cached read - buffer update failed (<atomic><UNKNOWNFS>/target)\n");
-    EXPECT_TRUE(file->cancel());
 }
 
 TEST_F(atomic_file, a_commit_that_fails_keeps_the_old_target_and_removes_the_buffer) {
@@ -165,51 +139,6 @@ TEST_F(atomic_file, opening_fails_when_the_buffer_cannot_be_opened_or_named) {
     messages_.clear();
     EXPECT_EQ(device_->open(std::string_view("/a\0b", 4), fs_open_mode_t::atomic), nullptr);
     EXPECT_EQ(messages_.text(), "E: [fs] path holds a NUL byte after '/w/a'\n");
-}
-
-TEST_F(atomic_file, display_names_and_paths_by_path_kind) {
-    const auto file = open_and_write();
-    device_->set_mount("/m", 5, 1);
-    const struct {
-        fs_path_kind_t kind;
-        const char *display_name;
-        bool known;
-        const char *mount_path;
-    } cases[] = {{fs_path_kind_t::unknown, "<atomic><UNKNOWNFS>/target", true, nullptr},
-                 {fs_path_kind_t::ufs, "<atomic></w | /m>/target", true, "/m/target"},
-                 {fs_path_kind_t::sysfs, "<atomic><SYSFS>/target", true, nullptr},
-                 {static_cast<fs_path_kind_t>(9), "<BADFS>/target", false, nullptr}};
-    for (const auto &c : cases) {
-        file->set_path_kind(c.kind);
-        string_dyn_t text, path("old");
-        EXPECT_EQ(file->get_display_name(text), c.known);
-        EXPECT_EQ(text.view(), c.display_name);
-        EXPECT_EQ(file->get_mount_path(path), c.mount_path != nullptr);
-        EXPECT_EQ(path.view(), c.mount_path ? c.mount_path : "old");
-    }
-    string_dyn_t location;
-    EXPECT_TRUE(file->get_system_path(location));
-    EXPECT_EQ(location.view(), "/w/target");
-    EXPECT_EQ(file->get_mount_id(), 5);
-    EXPECT_TRUE(file->cancel());
-}
-
-TEST(atomic_file_on_disk, commit_replaces_and_leaves_nothing_beside) {
-    captured_messages_t messages;
-    const temporary_directory_t directory;
-    directory.write("target", "old");
-    file_system_start();
-    {
-        const auto file =
-            fs_device_open(directory / "target", fs_open_mode_t::atomic, fs_device_type_t::sysfs);
-        ASSERT_TRUE(file && file->printf("new"));
-        EXPECT_EQ(directory.read("target"), "old");
-        EXPECT_TRUE(file->commit());
-    }
-    file_system_stop();
-    EXPECT_EQ(directory.read("target"), "new");
-    EXPECT_FALSE(directory.has("target.atomic"));
-    EXPECT_EQ(messages.text(), "");
 }
 
 } // namespace kestrel

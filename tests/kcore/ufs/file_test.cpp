@@ -2,15 +2,11 @@
 
 #include "kcore/kutils/ufs/fs_copy.h"
 #include "kcore/kutils/ufs/mem_file.h"
-#include "kcore/messages/message_system.h"
-#include "kcore/ufs/io_pump.h"
 #include "tests/support/captured_messages.h"
-#include "tests/support/child_run.h"
 #include "tests/support/fake_platform.h"
 
 #include <gtest/gtest.h>
 
-#include <csignal>
 #include <cstring>
 
 namespace kestrel {
@@ -143,18 +139,6 @@ TEST_F(file, writes_move_the_offset_and_drop_the_cache) {
     EXPECT_EQ(opened->get_size(), 2u);
 }
 
-TEST_F(file, short_transfers_are_continued) {
-    const std::string content = counted_text(10000);
-    const auto opened = open(content);
-    system_.platform().limit_transfers(3000);
-    EXPECT_EQ(read(*opened, 10000), content);
-    EXPECT_EQ(calls(), (calls_t{"read /w/file 0+10000", "read /w/file 3000+7000", "read /w/file 6000+4000",
-                                "read /w/file 9000+1000"}));
-    const auto written = device_->open("/other", fs_open_mode_t::create);
-    EXPECT_TRUE(written->write(bytes_of(content)));
-    EXPECT_EQ(system_.platform().content("/w/other"), content);
-}
-
 TEST_F(file, the_cache_never_shows_what_was_there_before_a_change) {
     open("0123456789");
     const auto opened = device_->open("/file", fs_open_mode_t::create_or_read_write);
@@ -172,37 +156,6 @@ TEST_F(file, the_cache_never_shows_what_was_there_before_a_change) {
     EXPECT_EQ(reread(4), "abcd");
     EXPECT_TRUE(opened->write_request(bytes_of("xy"), 0, {}).wait());
     EXPECT_EQ(reread(4), "xycd");
-}
-
-TEST_F(file, nothing_but_closing_again_works_after_closing) {
-    open("0123456789");
-    const auto opened = device_->open("/file", fs_open_mode_t::create_or_read_write);
-    EXPECT_TRUE(opened->close());
-    std::byte byte{};
-    EXPECT_EQ(read(*opened, 1), "failed");
-    EXPECT_FALSE(opened->read_at({&byte, 1}, 0));
-    EXPECT_FALSE(opened->write(bytes_of("x")));
-    EXPECT_FALSE(opened->set_size(0));
-    EXPECT_FALSE(opened->read_request({&byte, 1}, 0, {}));
-    EXPECT_FALSE(opened->write_request(bytes_of("x"), 0, {}));
-    fs_stat_t found;
-    EXPECT_FALSE(opened->stat(found));
-    EXPECT_TRUE(opened->close());
-    EXPECT_EQ(system_.platform().content("/w/file"), "0123456789");
-}
-
-TEST_F(file, direct_reads_are_counted) {
-    const auto opened = open(counted_text(9000));
-    const uint64_t operations = fs_read_statistics.total_operations;
-    const uint64_t bytes = fs_read_statistics.total_bytes;
-    EXPECT_NE(read(*opened, 10), "failed");
-    EXPECT_NE(read(*opened, 10), "failed");
-    std::byte byte;
-    EXPECT_TRUE(opened->read_at({&byte, 1}, 4));
-    EXPECT_FALSE(opened->read_at({&byte, 1}, 9000));
-    EXPECT_TRUE(opened->read_at({}, 100000));
-    EXPECT_EQ(fs_read_statistics.total_operations - operations, 2u);
-    EXPECT_EQ(fs_read_statistics.total_bytes - bytes, 8193u);
 }
 
 TEST_F(file, display_names_and_paths_by_path_kind) {
@@ -230,44 +183,6 @@ TEST_F(file, display_names_and_paths_by_path_kind) {
     EXPECT_TRUE(opened->get_system_path(location));
     EXPECT_EQ(location.view(), "/w/file");
     EXPECT_EQ(display_name_of(nullptr).view(), "<NULL>");
-}
-
-TEST_F(file, plain_files_cannot_be_committed_or_cancelled) {
-    const auto opened = open("");
-    EXPECT_FALSE(opened->commit());
-    EXPECT_FALSE(opened->cancel());
-    EXPECT_EQ(messages_.text(), "E: [file_t] Cannot use commit atomic operation on file <SYSFS>/w/file\n"
-                                "E: [file_t] Cannot use cancel atomic operation on file <SYSFS>/w/file\n");
-}
-
-TEST_F(file, closing_reports_what_the_system_reports_once) {
-    const auto opened = open("");
-    system_.platform().fail("close", fs_reason_t::no_space);
-    EXPECT_FALSE(opened->close());
-    EXPECT_TRUE(opened->close());
-    EXPECT_EQ(messages_.text(),
-              "E: [fs] <SYSFS>/w/file: no space left on device\n"
-              "E: [fs] closing reported an error, written data may be lost (<SYSFS>/w/file)\n");
-    EXPECT_EQ(calls(), calls_t{"close /w/file"});
-}
-
-TEST(file_size, that_the_system_does_not_tell_is_fatal) {
-    const child_run_t run = run_in_child([] {
-        message_system_t::start();
-        const console_message_handler_t console(false);
-        fake_file_system_t system;
-        system.platform().add_file("/a", "");
-        const auto opened = system.system_device().open("/a", fs_open_mode_t::read);
-        system.platform().fail("stat_file");
-        (void)opened->get_size();
-    });
-    EXPECT_EQ(run.status, 128 + SIGABRT);
-    EXPECT_TRUE(run.errors.starts_with("*** ERROR *** : [fs] <SYSFS>/a: input or output error\r\n"
-                                       "*** ERROR *** : [fs] failed to stat opened file (<SYSFS>/a)!\r\n"
-                                       "*** ERROR *** : kcore/ufs/fs_file("))
-        << run.errors;
-    EXPECT_TRUE(run.errors.ends_with("): kestrel::file_t::get_size: Failed to stat opened file!\r\n"))
-        << run.errors;
 }
 
 } // namespace kestrel

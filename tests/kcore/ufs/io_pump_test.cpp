@@ -37,19 +37,6 @@ void count_call(bool success, void *counter) {
 
 } // namespace
 
-TEST_F(io_pump, a_transfer_succeeds_with_its_whole_byte_count_only) {
-    const struct {
-        uint64_t position;
-        size_t count;
-        bool success;
-    } cases[] = {{0, 10, true}, {5, 5, true}, {5, 6, false}, {10, 1, false}, {99, 1, false}};
-    for (const auto &c : cases)
-        EXPECT_EQ(read(c.position, c.count).wait(), c.success) << c.position;
-    platform_.fail("read /file 1+");
-    EXPECT_FALSE(read(1, 1).wait());
-    EXPECT_TRUE(read(2, 1).wait());
-}
-
 TEST_F(io_pump, eight_are_under_way_at_a_time_in_the_order_of_asking) {
     platform_.hold_transfers();
     std::vector<fs_request_t> requests;
@@ -67,14 +54,6 @@ TEST_F(io_pump, eight_are_under_way_at_a_time_in_the_order_of_asking) {
         EXPECT_EQ(static_cast<char>(buffers_[i][0]), static_cast<char>('0' + i));
     }
     EXPECT_EQ(platform_.most_transfers_at_once(), fs_io_pump_t::max_in_flight);
-}
-
-TEST_F(io_pump, the_callback_comes_before_the_waiter) {
-    std::atomic<int> calls = 0;
-    EXPECT_TRUE(read(0, 1, {count_call, &calls}).wait());
-    EXPECT_EQ(calls, 1);
-    EXPECT_FALSE(read(99, 1, {count_call, &calls}).wait());
-    EXPECT_EQ(calls, 101);
 }
 
 TEST_F(io_pump, requests_are_moved_and_their_end_is_waited_for) {
@@ -111,29 +90,6 @@ TEST_F(io_pump, stopping_ends_what_is_queued_without_success_and_what_flies_norm
     pump_.stop();
 }
 
-TEST_F(io_pump, many_threads_share_it) {
-    constexpr int thread_count = 6, rounds = 300;
-    platform_.limit_transfers(3);
-    std::vector<std::thread> threads;
-    std::atomic<int> callbacks = 0;
-    for (int t = 0; t < thread_count; ++t)
-        threads.emplace_back([&] {
-            std::array<std::byte, 10> first, second;
-            for (int i = 0; i < rounds; ++i) {
-                fs_request_t a = pump_.read(handle_, first, 0, {count_call, &callbacks});
-                fs_request_t b = pump_.read(handle_, second, 0, {});
-                ASSERT_TRUE(b.wait());
-                ASSERT_TRUE(a.wait());
-                ASSERT_EQ(static_cast<char>(first[9]), '9');
-                ASSERT_EQ(static_cast<char>(second[0]), '0');
-            }
-        });
-    for (std::thread &thread : threads)
-        thread.join();
-    EXPECT_EQ(callbacks, thread_count * rounds);
-    EXPECT_LE(platform_.most_transfers_at_once(), fs_io_pump_t::max_in_flight);
-}
-
 namespace {
 
 class file_requests : public testing::Test {
@@ -158,18 +114,6 @@ TEST_F(file_requests, closing_waits_for_them) {
     closer.join();
     EXPECT_TRUE(request.wait());
     EXPECT_EQ(system_.platform().content("/a"), "kept");
-}
-
-TEST_F(file_requests, committing_waits_for_them) {
-    system_.platform().hold_transfers();
-    const auto file = system_.system_device().open("/a", fs_open_mode_t::atomic);
-    const fs_request_t request = file->write_request(text("kept"), 0, {});
-    system_.platform().wait_for_held_transfers(1);
-    std::thread committer([&] { EXPECT_TRUE(file->commit()); });
-    system_.platform().let_transfers_go();
-    committer.join();
-    EXPECT_EQ(system_.platform().content("/a"), "kept");
-    EXPECT_FALSE(file->write_request(text("late"), 0, {}));
 }
 
 } // namespace kestrel

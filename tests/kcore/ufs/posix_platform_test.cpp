@@ -101,14 +101,6 @@ TEST_F(real_files, a_link_to_a_file_is_replaced_and_not_written_through) {
     }
 }
 
-TEST_F(real_files, a_truncated_file_leaves_readers_of_the_old_one_alone) {
-    directory_.write("file", "old");
-    const auto reader = open("file", fs_open_mode_t::read);
-    write_whole("file", fs_open_mode_t::create_truncate, "new");
-    EXPECT_EQ(read(*reader, 3), "old");
-    EXPECT_TRUE(reader->close());
-}
-
 // As file servers hold them: the holder is told, and gives the file up after a while.
 TEST_F(real_files, a_file_under_a_lease_is_waited_for) {
     directory_.write("file", "content");
@@ -161,14 +153,6 @@ TEST_F(real_files, transfers_stat_and_size) {
     EXPECT_TRUE(device_.stat(directory_ / "", found));
     EXPECT_EQ(found.kind, fs_kind_t::directory);
     EXPECT_FALSE(device_.stat(directory_ / "missing", found));
-}
-
-TEST_F(real_files, backslashes_separate_directories) {
-    make_folder("d");
-    write_whole("d\\file", fs_open_mode_t::create, "content");
-    EXPECT_EQ(directory_.read("d/file"), "content");
-    write_whole("e\\f\\file", fs_open_mode_t::create, "content");
-    EXPECT_EQ(directory_.read("e/f/file"), "content");
 }
 
 TEST_F(real_files, the_reason_of_a_failure_is_known) {
@@ -244,16 +228,6 @@ TEST_F(real_files, a_listing_is_in_byte_order_with_kinds) {
         text += std::string(entry.name.view()) + " " + std::to_string(static_cast<int>(entry.kind)) + "|";
     EXPECT_EQ(text, "B 1|a 1|b 1|dangling 0|folder 2|\xC3\xA9 1|");
     EXPECT_FALSE(device_.list(directory_ / "a"));
-}
-
-TEST_F(real_files, paths_of_256_bytes_name_nothing) {
-    const std::string path(256, 'p');
-    fs_stat_t found;
-    fs_handle_t handle;
-    EXPECT_EQ(platform_.open(path.c_str(), fs_open_mode_t::create, handle), fs_reason_t::not_found);
-    EXPECT_EQ(platform_.stat_path(path.c_str(), found), fs_reason_t::not_found);
-    EXPECT_EQ(platform_.create_directory(path.c_str()), fs_reason_t::not_found);
-    EXPECT_EQ(platform_.move_file(path.c_str(), "x", true), fs_reason_t::not_found);
 }
 
 } // namespace kestrel

@@ -45,21 +45,6 @@ TEST_F(rcfs_device, construction_creates_the_output_directories_and_six_stores) 
     EXPECT_EQ(messages_.text(), "");
 }
 
-TEST_F(rcfs_device, construction_does_not_fail_when_nothing_can_be_created) {
-    platform().fail("mkdir");
-    rcfs_device_t device(*file_system(), "/w", "project");
-    EXPECT_FALSE(device.cache_store().available());
-    EXPECT_EQ(device.cache_store().open("/a", fs_open_mode_t::create), nullptr);
-}
-
-TEST_F(rcfs_device, nothing_answers_for_a_loading_service) {
-    rcfs_device_t device(*file_system(), "/w", "project");
-    fs_request_t request = device.read_chunk("/a", {}, 0);
-    EXPECT_FALSE(request);
-    EXPECT_FALSE(device.chunk_finished(request));
-    EXPECT_FALSE(device.release_chunk(request));
-}
-
 TEST_F(rcfs_device, serves_the_cache_store) {
     platform().add_file("/w/project/only_source", "");
     rcfs_device_t device(*file_system(), "/w", "project");

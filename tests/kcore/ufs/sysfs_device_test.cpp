@@ -68,38 +68,6 @@ TEST(sysfs_device, a_path_with_a_nul_is_refused) {
     EXPECT_EQ(messages.text(), "E: [fs] path holds a NUL byte after '/a'\n");
 }
 
-TEST(sysfs_device, is_available_when_its_root_is_a_directory) {
-    fake_file_system_t system;
-    system.platform().add_file("/w/file", "");
-    EXPECT_TRUE(system.system_device().available());
-    EXPECT_TRUE(system.make_device("/w")->available());
-    EXPECT_FALSE(system.make_device("/w/file")->available());
-    EXPECT_FALSE(system.make_device("/missing")->available());
-    EXPECT_EQ(system.make_device("/w")->name().view(), "/w");
-    EXPECT_EQ(system.make_device("/w")->mount_id(), fs_device_t::not_mounted);
-}
-
-TEST(sysfs_device, open_modes) {
-    fake_file_system_t system;
-    const auto device = system.make_device("/w");
-    const struct {
-        fs_open_mode_t mode;
-        bool opens_missing, opens_existing;
-        const char *content; // of the one that existed
-    } cases[] = {{fs_open_mode_t::read, false, true, "old"},
-                 {fs_open_mode_t::create, true, false, "old"},
-                 {fs_open_mode_t::create_truncate, true, true, ""},
-                 {fs_open_mode_t::create_or_read_write, true, true, "old"}};
-    for (const auto &c : cases) {
-        system.platform().add_file("/w/existing", "old");
-        EXPECT_EQ(device->open("/existing", c.mode) != nullptr, c.opens_existing);
-        EXPECT_EQ(system.platform().content("/w/existing"), c.content);
-        EXPECT_EQ(device->open("/missing", c.mode) != nullptr, c.opens_missing);
-        device->remove_file("/missing");
-        EXPECT_EQ(device->open("/missing", static_cast<fs_open_mode_t>(5)), nullptr);
-    }
-}
-
 TEST(sysfs_device, opening_for_writing_creates_what_is_missing_above) {
     captured_messages_t messages;
     fake_file_system_t system;
@@ -117,15 +85,6 @@ TEST(sysfs_device, opening_for_writing_creates_what_is_missing_above) {
     system.platform().fail("mkdir /w/d/e", fs_reason_t::no_space);
     EXPECT_EQ(device->open("/d/e/c.kmg", fs_open_mode_t::create), nullptr);
     EXPECT_EQ(messages.text(), "E: [fs] /w/d/e: no space left on device\n");
-}
-
-TEST(sysfs_device, a_mode_that_does_not_exist_makes_nothing) {
-    fake_file_system_t system;
-    system.platform().add_directory("/w");
-    const auto device = system.make_device("/w");
-    system.platform().take_calls();
-    EXPECT_EQ(device->open("/a/b", static_cast<fs_open_mode_t>(5)), nullptr);
-    EXPECT_EQ(system.platform().take_calls(), calls_t{});
 }
 
 TEST(sysfs_device, what_is_no_regular_file_is_never_replaced) {
@@ -215,64 +174,6 @@ TEST(sysfs_device, creating_directories_goes_from_the_top_and_only_the_last_coun
     system.platform().take_calls();
     EXPECT_TRUE(device->create_directories("x\\y"));
     EXPECT_EQ(system.platform().take_calls(), (calls_t{"stat /w/x\\y", "mkdir /w/x", "mkdir /w/x\\y"}));
-}
-
-TEST(sysfs_device, a_folder_that_access_is_denied_to_is_reported_unless_it_is_there) {
-    captured_messages_t messages;
-    fake_file_system_t system;
-    system.platform().add_directory("/w/there");
-    const auto device = system.make_device("/w");
-    system.platform().fail("mkdir", fs_reason_t::refused);
-    EXPECT_TRUE(device->create_directories("/there"));
-    EXPECT_FALSE(device->create_directories("/denied"));
-    EXPECT_EQ(messages.text(), "E: Create folder failed. Access denied. (/w/denied)\n");
-    EXPECT_TRUE(device->create_directories("C:"));
-}
-
-TEST(sysfs_device, parents_of_a_path_at_the_top_need_no_creation) {
-    fake_file_system_t system;
-    system.platform().take_calls();
-    for (const char *path : {"name", "/name", "", "/"})
-        EXPECT_TRUE(system.system_device().create_parent_directories(path)) << path;
-    EXPECT_EQ(system.platform().take_calls(), calls_t{});
-}
-
-TEST(sysfs_device, stat_copy_move_remove_and_list_work_on_locations) {
-    fake_file_system_t system;
-    system.platform().add_file("/w/d/b", "12345");
-    system.platform().add_file("/w/d/a", "");
-    const auto device = system.make_device("/w");
-    fs_stat_t found;
-    EXPECT_TRUE(device->stat("/d/b", found));
-    EXPECT_EQ(found.kind, fs_kind_t::file);
-    EXPECT_EQ(found.size, 5u);
-    EXPECT_EQ(found.stored_size, 5u);
-    EXPECT_EQ(found.container_position, ~uint64_t{0});
-    EXPECT_EQ(found.device, device.get());
-    EXPECT_TRUE(device->is_directory("/d"));
-    EXPECT_FALSE(device->is_file("/d"));
-    EXPECT_FALSE(device->is_file("/d/c"));
-
-    EXPECT_TRUE(device->copy_file("/d/b", "/d/c", false));
-    EXPECT_FALSE(device->copy_file("/d/a", "/d/c", false));
-    EXPECT_TRUE(device->copy_file("/d/a", "/d/c", true));
-    EXPECT_EQ(system.platform().content("/w/d/c"), "");
-    EXPECT_FALSE(device->move_file("/d/b", "/d/c", false));
-    EXPECT_TRUE(device->move_file("/d/b", "/d/c", true));
-    EXPECT_EQ(system.platform().content("/w/d/c"), "12345");
-
-    const auto listing = device->list("/d");
-    ASSERT_TRUE(listing);
-    ASSERT_EQ(listing->size(), 2u);
-    EXPECT_EQ((*listing)[0].name.view(), "a");
-    EXPECT_EQ((*listing)[1].name.view(), "c");
-    EXPECT_FALSE(device->list("/missing"));
-
-    EXPECT_FALSE(device->remove_directory("/d"));
-    EXPECT_TRUE(device->remove_file("/d/a"));
-    EXPECT_FALSE(device->remove_file("/d/a"));
-    EXPECT_TRUE(device->remove_file("/d/c"));
-    EXPECT_TRUE(device->remove_directory("/d"));
 }
 
 } // namespace kestrel

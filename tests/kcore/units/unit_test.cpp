@@ -1,16 +1,12 @@
 #include "kcore/units/unit.h"
 
-#include "kcore/core/core.h"
 #include "kcore/strings/string.h"
 #include "kcore/units/conversion_units.h"
-#include "kcore/units/unit_resource_tie.h"
 #include "kcore/units/unit_values.h"
 #include "tests/support/captured_messages.h"
-#include "tests/support/child_run.h"
 
 #include <gtest/gtest.h>
 
-#include <csignal>
 #include <cstring>
 
 namespace kestrel {
@@ -38,36 +34,6 @@ const unit_class_t holder_u<T>::unit_class = describe_unit_class<holder_u<T>>("h
                                                                               holder_attributes<T>);
 
 using number_u = holder_u<int32_t>;
-
-// A class of a class, with a name that is known but kept nowhere.
-class special_number_u final : public number_u {
-  public:
-    static const unit_class_t unit_class;
-    const unit_class_t &get_class() const override { return unit_class; }
-    string_dyn_t label;
-};
-constexpr unit_attribute_t special_attributes[] = {
-    unit_attribute<array_dyn_t<float>>(special_number_u::unit_class, unit_attribute_t::no_storage, "old"),
-    KESTREL_UNIT_FIELD(special_number_u, label),
-    {}};
-constinit const unit_class_t special_number_u::unit_class = describe_unit_class<special_number_u>(
-    "special_number", "special_number_u", &number_u::unit_class, special_attributes);
-
-// A class of which only so many more can be made.
-class rare_u final : public unit_t {
-  public:
-    static const unit_class_t unit_class;
-    const unit_class_t &get_class() const override { return unit_class; }
-    static inline int creations_left = 0;
-};
-const unit_class_t rare_u::unit_class = [] {
-    unit_class_t description = unit_t::unit_class;
-    description.name = "rare";
-    description.create = [](uint32_t) -> unit_t * {
-        return rare_u::creations_left-- > 0 ? new rare_u : nullptr;
-    };
-    return description;
-}();
 
 // A new unit with one reference, which goes with the keeper.
 template <class U>
@@ -176,59 +142,6 @@ TEST_F(unit, values_of_every_type_are_copied_and_taken_down) {
     }
 }
 
-TEST_F(unit, attributes_of_every_level_are_copied_and_those_without_storage_skipped) {
-    kept_t<special_number_u> source;
-    source->value = 12;
-    source->label.assign("label");
-    const kept_t<special_number_u> copy(source->clone());
-    EXPECT_EQ(copy.unit->value, 12);
-    EXPECT_EQ(copy.unit->label.view(), "label");
-    EXPECT_EQ(unit_cast<number_u>(copy.unit), copy.unit);
-    EXPECT_EQ(unit_cast<config_u>(copy.unit), nullptr);
-}
-
-TEST_F(unit, links_to_a_unit_that_was_taken_down_and_owners_of_none_are_empty_in_the_copy) {
-    owned_unit_t owner;
-    owner.adopt(new unit_t);
-    kept_t<holder_u<unit_link_t>> source;
-    source->value.link_to(owner.get());
-    unit_t *const linked = owner.get();
-    owner.reset();
-    EXPECT_EQ(source->value.get(), linked); // memory stays while links do
-    EXPECT_FALSE(linked->is_live());
-    const kept_t<holder_u<unit_link_t>> copy(source->clone());
-    EXPECT_EQ(copy.unit->value.get(), nullptr);
-    EXPECT_EQ(linked->reference_count(), 1u);
-
-    // An owner of nothing is copied over one of something.
-    kept_t<holder_u<owned_unit_t>> empty, target;
-    fill(target->value, 1);
-    EXPECT_TRUE(perform_clone_attribute_to(*empty.unit, holder_attributes<owned_unit_t>[0], *target.unit));
-    EXPECT_EQ(target->value.get(), nullptr);
-}
-
-TEST_F(unit, a_copy_that_fails_is_reported_and_leaves_nothing) {
-    using group_u = holder_u<array_dyn_t<owned_unit_t>>;
-    kept_t<group_u> source, target;
-    source->set_name("shop.window_1");
-    for (int i = 0; i < 3; ++i) {
-        source->value.emplace_back();
-        source->value.back().adopt(new rare_u);
-    }
-    fill(target->value, 1);
-    const int before = group_u::instances;
-    rare_u::creations_left = 2;
-    EXPECT_EQ(source->clone(), nullptr);
-    EXPECT_EQ(group_u::instances, before);
-    ASSERT_EQ(messages_.lines().size(), 2u);
-    EXPECT_TRUE(messages_.lines()[0].starts_with("E: [unit] Failed to clone unit '_nameless."));
-    EXPECT_TRUE(messages_.lines()[0].ends_with("' (type 'rare'): memory exhausted."));
-    EXPECT_EQ(messages_.lines()[1], "E: [unit] Failed to clone the the attribute 'value' of unit "
-                                    "'shop.window_1' (type 'holder').");
-    EXPECT_FALSE(perform_clone_attribute_to(*source.unit, group_u::unit_class.attributes[0], *target.unit));
-    EXPECT_TRUE(target->value.empty());
-}
-
 TEST_F(unit, without_a_reference_waits_and_is_deleted_once) {
     const int before = number_u::instances;
     unit_link_t first, second;
@@ -274,26 +187,6 @@ TEST_F(unit, names_are_tokens_joined_by_points) {
     EXPECT_TRUE(name_of(named).starts_with("_nameless."));
 }
 
-TEST_F(unit, thousands_of_names_fill_more_than_one_table_and_rows_are_used_again) {
-    std::vector<unit_t> units(70000);
-    const auto name = [](size_t i) { return "n" + std::to_string(i); };
-    for (size_t step : {1, 2, 3}) // after the first time in another row
-        for (size_t i = 0; i < units.size(); i += step)
-            ASSERT_TRUE(units[i].set_name(name(i)));
-    for (size_t i = 0; i < units.size(); ++i)
-        ASSERT_EQ(name_of(units[i]), name(i));
-}
-
-TEST_F(unit, unknown_attributes_are_warned_of_and_passed_over) {
-    unit_t lacking;
-    EXPECT_TRUE(lacking.on_unknown_attribute("speed", std::nullopt, "12"));
-    EXPECT_TRUE(lacking.on_unknown_attribute("speed", 3, "12"));
-    EXPECT_TRUE(lacking.on_unknown_attribute("speed", unit_t::appended, nullptr));
-    EXPECT_EQ(messages_.text(), "W: [unit] Ignored unknown attribute speed = 12\n"
-                                "W: [unit] Ignored unknown attribute speed[3] = 12\n"
-                                "W: [unit] Ignored unknown attribute speed[] = <N/A>\n");
-}
-
 TEST(unit_class, is_known_by_name_from_the_start_and_can_be_described) {
     register_core_unit_classes();
     // The hashes of the names, worked out elsewhere.
@@ -310,48 +203,6 @@ TEST(unit_class, is_known_by_name_from_the_start_and_can_be_described) {
     EXPECT_TRUE(register_unit_class("config_u", &config_u::unit_class));
     forget_unit_classes();
     EXPECT_FALSE(find_unit_class(0xDD6BC6B8u));
-}
-
-TEST(unit_fatal, broken_rules_and_what_the_base_resource_tie_cannot_do) {
-    number_u unit;
-    unit_resource_tie_t &tie = unit_resource_tie();
-    const auto row = [](uint32_t type) { return unit_attribute_t{.offset = 16, .type = type}; };
-    const struct {
-        std::function<void()> code;
-        const char *text;
-    } cases[] = {
-        {[&] { perform_destroy_attribute(unit, row(69)); },
-         "unit_base_destroy: kestrel::perform_destroy_attribute: [unit] Unknown attribute type in "
-         "_destroy_attributes()."},
-        {[&] { perform_clone_attribute_to(unit, row(69), unit); },
-         "unit_base_clone: kestrel::perform_clone_attribute_to: [unit] Unknown attribute type in "
-         "_clone_attributes_to()."},
-        {[&] { unit.drop_reference(); },
-         "unit: kestrel::unit_t::drop_reference: [unit] A reference is dropped that was never taken."},
-        {[&] { perform_destroy_attribute(unit, row(67)); },
-         "unit_resource_tie: kestrel::unit_resource_tie_t::destroy_scalar: [unit] Resource tie is unable to "
-         "destroy itself."},
-        {[&] { perform_clone_attribute_to(unit, row(68), unit); },
-         "unit_resource_tie: kestrel::unit_resource_tie_t::clone_array: [unit] Resource tie is unable to "
-         "clone itself."},
-        {[&] { tie.reclaim_resource(&unit); },
-         "unit_resource_tie: kestrel::unit_resource_tie_t::reclaim_resource: [unit] Can not unload the "
-         "resource tie."}};
-    for (const auto &c : cases) {
-        const child_run_t run = run_in_child([&] {
-            core_initialize();
-            c.code();
-        });
-        EXPECT_EQ(run.status, 128 + SIGABRT);
-        std::string text = run.errors; // less the line number
-        text.erase(text.find('('), text.find(')') - text.find('(') + 1);
-        EXPECT_EQ(text, std::string("*** ERROR *** : kcore/units/") + c.text + "\r\n");
-    }
-    EXPECT_TRUE(tie.is_resource_unit(unit));
-    tie.reclaim_resource(nullptr);
-    const unit_attribute_t nowhere = {.type = 69}; // without storage any code will do
-    perform_destroy_attribute(unit, nowhere);
-    EXPECT_TRUE(perform_clone_attribute_to(unit, nowhere, unit));
 }
 
 } // namespace kestrel

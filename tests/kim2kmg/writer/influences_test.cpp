@@ -57,18 +57,6 @@ TEST(influences, worked_cases) {
     EXPECT_EQ(quantise({{0, 0.0f}, {1, 0.0019f}}, unused), influence_quality_t::none);
 }
 
-TEST(influences, many_weights_leave_the_four_largest) {
-    std::vector<skin_weight_t> weights;
-    for (uint32_t bone = 0; bone < 200; ++bone)
-        weights.push_back({bone, static_cast<float>(bone * 7 % 200) / 200.0f});
-    influence_set_t set{};
-    // 199, 198, 197 and 196 are those of bones 57, 114, 171 and 28 (times 7, modulo 200). Their bytes are
-    // 254, 252, 251 and 250; together too much, so that nothing is left for the largest.
-    EXPECT_EQ(quantise(weights, set), influence_quality_t::good);
-    EXPECT_EQ(set.bones, (std::array<uint8_t, 4>{28, 57, 114, 171}));
-    EXPECT_EQ(set.weights, (std::array<uint8_t, 4>{250, 0, 252, 251}));
-}
-
 } // namespace
 
 } // namespace kestrel
