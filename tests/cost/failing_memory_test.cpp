@@ -166,15 +166,15 @@ TEST(failing_memory, a_pass_leaves_a_piece_as_it_was_or_ends_the_process_with_a_
         {[](kim_t &model) { optimize_for_vertex_cache(model, true); }, {}},
     };
     const std::string source = "tools/conv/kim2kmg/kim2kmg_tools(";
-    for (const auto &[pass, last_words] : cases) {
+    for (const auto &each : cases) {
         mesh_model_t made({piece, piece});
         made.add_part({0, 1});
-        pass(made.model);
+        each.pass(made.model);
         const std::vector<mesh_t> whole = made.meshes();
         std::set<std::string> seen, places;
         int status = done;
         for (uint64_t n = 1; status != ran_untouched; ++n) {
-            const child_run_t run = run_in_child([&] { run_and_exit(pass, n, whole); });
+            const child_run_t run = run_in_child([&] { run_and_exit(each.pass, n, whole); });
             SCOPED_TRACE("allocation " + std::to_string(n) + "\n" + run.errors);
             status = run.status;
             ASSERT_LT(n, 1000u);
@@ -184,11 +184,11 @@ TEST(failing_memory, a_pass_leaves_a_piece_as_it_was_or_ends_the_process_with_a_
                 places.insert(run.errors.substr(place, text - place));
                 seen.insert(run.errors.substr(text + 3, run.errors.find('\n', text) - text - 3));
             } else if (status != ran_untouched) { // nothing but a message was cut, or a piece not ordered
-                ASSERT_TRUE(status == done || (last_words.empty() && status == unchanged)) << status;
+                ASSERT_TRUE(status == done || (each.last_words.empty() && status == unchanged)) << status;
             }
         }
-        EXPECT_EQ(seen, last_words);
-        EXPECT_EQ(places.size(), last_words.size());
+        EXPECT_EQ(seen, each.last_words);
+        EXPECT_EQ(places.size(), each.last_words.size());
     }
 }
 

@@ -19,13 +19,13 @@ TEST(merge_part_pieces, joined_pieces_by_hand) {
     merge_part_pieces(meshes.model);
     ASSERT_EQ(meshes.model.pieces.size(), 2u);
     mesh_t joined = mesh_of(0, 3);
-    for (const uint32_t i : {1, 2})
+    for (const uint32_t i : {1u, 2u})
         for (const auto &position : mesh_of(i, 3 + i).positions)
             joined.positions.push_back(position);
     joined.triangles = {{0, 1, 2}, {0, 1, 2}, {3, 4, 5}, {4, 5, 6}, {7, 8, 9}, {9, 10, 11}};
     EXPECT_EQ(meshes.mesh(0), joined);
     EXPECT_EQ(meshes.mesh(1), mesh_of(3, 6));
-    for (const uint32_t i : {0, 1}) {
+    for (const uint32_t i : {0u, 1u}) {
         EXPECT_EQ(meshes.model.pieces[i]->index, i);
         const kix_part_t &part = *meshes.model.parts[i];
         EXPECT_EQ(part.piece_count, 1u);

@@ -19,7 +19,7 @@ class random_triangles_t {
 
     std::vector<triangle_t> make() {
         hubs_ = next_ = 2 + below(3);
-        kind_ = below(9);
+        kind_ = below(12);
         shared_ = next_;
         next_ += 4;
         for (const uint32_t count = 20 + below(one_in(8) ? 1200 : 200); triangles_.size() < count;)
@@ -83,7 +83,7 @@ class random_triangles_t {
         case 6: // loose
             add(next_, next_ + 1, next_ + 2);
             break;
-        default:
+        default: // any vertices; now and then a hub has better triangles left when grouping is given up
             add(below(60), below(60), below(60));
         }
     }
@@ -98,14 +98,14 @@ class random_triangles_t {
 // Grouping the triangles of hubs, giving that up before or in the middle of the work, and never doing so must
 // all give the same order. Calling vertices of a few triangles hubs shows it on small meshes.
 TEST(vertex_cache_order, is_the_literal_one_however_triangles_are_grouped) {
-    for (uint32_t seed = 0; seed < 600; ++seed) {
+    for (uint32_t seed = 0; seed < 300; ++seed) {
         random_triangles_t random(seed);
         const std::vector<triangle_t> triangles = random.make();
         const auto expected = literal_vertex_cache_order(triangles, random.vertex_count());
         ASSERT_EQ(expected.size(), triangles.size());
         // The larger the groups must be, the earlier they are given up.
-        for (const uint32_t group_size : {1000u, 0u, 1u, 2u, 3u, 4u, 5u, 6u, 8u})
-            for (const uint32_t use_count : {65u, 2u, 5u, 10u}) {
+        for (const uint32_t group_size : {1000u, 0u, 1u, 2u, 3u, 5u, 8u})
+            for (const uint32_t use_count : {65u, 2u, 3u, 4u, 5u, 6u, 10u}) {
                 vertex_cache_order_t order({use_count, group_size});
                 ASSERT_TRUE(std::ranges::equal(order.run(triangles, random.vertex_count()), expected))
                     << "seed " << seed << ", hubs from " << use_count << ", groups of " << group_size;
