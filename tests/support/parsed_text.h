@@ -11,11 +11,11 @@
 
 namespace kestrel {
 
-template <class root_t, root_t *(*parse)(std::string_view, const char *, owner_list_t &)>
+template <class root_t, root_t *(*parse)(std::string_view, const char *, owner_list_t &, parse_observer_t *)>
 struct parsed_text_t {
     explicit parsed_text_t(const std::string &source) : text(source) {
         captured_messages_t captured;
-        root = parse(text.view(), "f", owners);
+        root = parse(text.view(), "f", owners, nullptr);
         messages = captured.text();
     }
 

@@ -21,15 +21,17 @@ bool file_text_t::read(file_t &file) {
     return true;
 }
 
-kim_t *parse_model_file(file_t &file, owner_list_t &owners) {
+kim_t *parse_model_file(file_t &file, owner_list_t &owners, parse_observer_t *observer) {
     file_text_t text;
-    return text.read(file) ? parse_model_text(text.view(), display_name_of(&file).c_str(), owners) : nullptr;
+    return text.read(file) ? parse_model_text(text.view(), display_name_of(&file).c_str(), owners, observer)
+                           : nullptr;
 }
 
-kis_t *parse_skeleton_file(file_t &file, owner_list_t &owners) {
+kis_t *parse_skeleton_file(file_t &file, owner_list_t &owners, parse_observer_t *observer) {
     file_text_t text;
-    return text.read(file) ? parse_skeleton_text(text.view(), display_name_of(&file).c_str(), owners)
-                           : nullptr;
+    return text.read(file)
+               ? parse_skeleton_text(text.view(), display_name_of(&file).c_str(), owners, observer)
+               : nullptr;
 }
 
 } // namespace kestrel

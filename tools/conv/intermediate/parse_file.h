@@ -8,18 +8,22 @@
 #include "kcore/ufs/file.h"
 #include "tools/conv/intermediate/kim_model.h"
 #include "tools/conv/intermediate/kis_model.h"
+#include "tools/conv/intermediate/parse_observer.h"
 
 #include <cstdlib>
 
 namespace kestrel {
 
 // None when the file cannot be read or is not a valid text model (.kim) or skeleton (.kis).
-kim_t *parse_model_file(file_t &file, owner_list_t &owners);
-kis_t *parse_skeleton_file(file_t &file, owner_list_t &owners);
+// An observer, when there is one, hears what is wrong instead of the messages.
+kim_t *parse_model_file(file_t &file, owner_list_t &owners, parse_observer_t *observer = nullptr);
+kis_t *parse_skeleton_file(file_t &file, owner_list_t &owners, parse_observer_t *observer = nullptr);
 
 // The same over text in memory, which `text_padding` zero bytes must follow (scanner.h).
-kim_t *parse_model_text(std::string_view text, const char *file_name, owner_list_t &owners);
-kis_t *parse_skeleton_text(std::string_view text, const char *file_name, owner_list_t &owners);
+kim_t *parse_model_text(std::string_view text, const char *file_name, owner_list_t &owners,
+                        parse_observer_t *observer = nullptr);
+kis_t *parse_skeleton_text(std::string_view text, const char *file_name, owner_list_t &owners,
+                           parse_observer_t *observer = nullptr);
 
 // The bytes of one text file in memory, followed by the zero bytes that the scanner wants.
 class file_text_t {

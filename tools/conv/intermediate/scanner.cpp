@@ -14,7 +14,7 @@ static int32_t count_line_feeds(std::string_view text) {
 }
 
 scanner_t::scanner_t(std::string_view text, const char *file_name)
-    : position_(text.data()), end_(text.data() + text.size()), file_name_(file_name),
+    : begin_(text.data()), position_(text.data()), end_(text.data() + text.size()), file_name_(file_name),
       counted_to_(text.data()) {}
 
 int32_t scanner_t::line() {
@@ -80,6 +80,13 @@ void scanner_t::take(size_t length) {
     position_ += length;
 }
 
+// Whether an observer has taken the fault of the last token.
+bool scanner_t::observed(token_fault_t fault) {
+    if (observer_)
+        observer_->on_token_fault(fault, token_offset());
+    return observer_;
+}
+
 // What follows the error is neither read nor counted, so that later messages name the error's place.
 token_kind_t scanner_t::end_at_error() {
     position_ = counted_to_ = end_;
@@ -104,8 +111,9 @@ token_kind_t scanner_t::number() {
     }
     if (bit_pattern && decode_hex_digits(begin + 1)) {
         take(9);
-        msg_error("%s:%d: Invalid floating point value '%s'", file_name_, line(),
-                  string_dyn_t(token_text_).c_str());
+        if (!observed(token_fault_t::bits_not_finite))
+            msg_error("%s:%d: Invalid floating point value '%s'", file_name_, line(),
+                      string_dyn_t(token_text_).c_str());
         return end_at_error();
     }
     return token_kind_t::none;
@@ -116,11 +124,12 @@ token_kind_t scanner_t::quoted_string() {
     const std::string_view rest(position_, bytes_left());
     const size_t length = rest.find('"');
     const std::string_view text = rest.substr(0, length);
-    if (text.size() >= string_capacity)
+    if (text.size() >= string_capacity && !observed(token_fault_t::string_too_long))
         msg_error("%s:%d: string length exceeds buffer size (%Iu bytes)", file_name_, line(),
                   string_capacity);
     if (length == std::string_view::npos) {
-        msg_error("%s:%d: unterminated string constant", file_name_, line());
+        if (!observed(token_fault_t::unterminated_string))
+            msg_error("%s:%d: unterminated string constant", file_name_, line());
         return end_at_error();
     }
     uncounted_line_feeds_ += count_line_feeds(text);
@@ -135,7 +144,8 @@ token_kind_t scanner_t::long_string() {
     const std::string_view rest(position_, bytes_left());
     const size_t length = rest.find("\"\"\"");
     if (length == std::string_view::npos) {
-        msg_error("%s:%d: unterminated string constant", file_name_, line());
+        if (!observed(token_fault_t::unterminated_string))
+            msg_error("%s:%d: unterminated string constant", file_name_, line());
         return end_at_error();
     }
     string_ = rest.substr(0, length);
@@ -151,6 +161,8 @@ void scanner_t::skip_comment() {
 
 // A file of another kind has millions of such bytes, and nobody reads as many lines.
 void scanner_t::report_unknown_token() {
+    if (observer_)
+        return observer_->on_skipped_byte(token_text_[0], token_offset());
     if (reported_unknown_ > most_reported_unknown)
         return;
     if (++reported_unknown_ > most_reported_unknown)

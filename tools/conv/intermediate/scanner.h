@@ -6,7 +6,7 @@
 // bytes. Blanks and comments are skipped. Lexical errors are reported with file and line; what begins no
 // token is skipped, an error inside a token ends the input. Values and texts are views into the text.
 
-#include "tools/conv/intermediate/tokens.h"
+#include "tools/conv/intermediate/parse_observer.h"
 
 #include <string_view>
 
@@ -37,6 +37,10 @@ class scanner_t {
     // `file_name` names the file in messages.
     scanner_t(std::string_view text, const char *file_name);
 
+    // Hears of lexical errors instead of the messages; none by default.
+    void set_observer(parse_observer_t *observer) { observer_ = observer; }
+    parse_observer_t *observer() const { return observer_; }
+
     token_kind_t next();
 
     // The value of the last token, by its kind.
@@ -46,6 +50,8 @@ class scanner_t {
 
     // The last token as matched; of strings the opening quotes only.
     std::string_view token_text() const { return token_text_; }
+    // Where in the file it begins.
+    uint64_t token_offset() const { return static_cast<uint64_t>(token_text_.data() - begin_); }
     const char *file_name() const { return file_name_; }
     // The line of the byte after the last token; line feeds inside strings do not count.
     int32_t line();
@@ -61,13 +67,16 @@ class scanner_t {
     token_kind_t number();
     token_kind_t quoted_string();
     token_kind_t long_string();
+    bool observed(token_fault_t fault);
     token_kind_t end_at_error();
     void skip_comment();
     void report_unknown_token();
 
+    const char *begin_;
     const char *position_;
     const char *end_;
     const char *file_name_;
+    parse_observer_t *observer_ = nullptr;
 
     // Lines are counted only when a message asks.
     const char *counted_to_;
