@@ -22,6 +22,8 @@ void fuzz_conversion(fuzz_input_t input);
 void fuzz_generated_conversion(fuzz_input_t input);
 void fuzz_geometry_file(fuzz_input_t input);
 void fuzz_gltf_import(fuzz_input_t input);
+// A model's text and, behind a separator line, its skeleton's.
+void fuzz_lint_text(fuzz_input_t input);
 
 struct fuzz_target_t {
     const char *name; // of its corpus folder, too
@@ -36,6 +38,7 @@ inline constexpr fuzz_target_t fuzz_targets[] = {
     {"generated_conversion", fuzz_generated_conversion},
     {"geometry_file", fuzz_geometry_file},
     {"gltf_import", fuzz_gltf_import},
+    {"lint_text", fuzz_lint_text},
 };
 
 } // namespace kestrel

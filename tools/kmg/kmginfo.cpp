@@ -61,11 +61,6 @@ class progress_t {
     bool shown_;
 };
 
-bool wants_colour() {
-    const char *no_colour = std::getenv("NO_COLOR");
-    return isatty(STDOUT_FILENO) && (!no_colour || *no_colour == '\0');
-}
-
 void put(std::string_view text) {
     std::fwrite(text.data(), 1, text.size(), stdout);
 }
