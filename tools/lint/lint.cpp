@@ -55,7 +55,9 @@ class lint_run_t {
 
 void lint_run_t::lint_model(const std::string &path) {
     with_file(path, [&](file_t &file, source_map_t &map, lint_context_t &context) {
-        const kim_t *const model = parse_model_file(file, owners_, &map);
+        scanner_t scanner(file);
+        scanner.set_observer(&map);
+        const kim_t *const model = parse_model(scanner, owners_);
         check_text(context);
         if (!model)
             return false;
@@ -70,7 +72,9 @@ void lint_run_t::lint_model(const std::string &path) {
 const kis_t *lint_run_t::lint_skeleton(const std::string &path) {
     const kis_t *skeleton = nullptr;
     with_file(path, [&](file_t &file, source_map_t &map, lint_context_t &context) {
-        skeleton = parse_skeleton_file(file, owners_, &map);
+        scanner_t scanner(file);
+        scanner.set_observer(&map);
+        skeleton = parse_skeleton(scanner, owners_);
         check_text(context);
         if (skeleton)
             check_skeleton(*skeleton, context);

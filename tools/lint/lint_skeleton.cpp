@@ -1,4 +1,4 @@
-#include "tools/kmg/kmg_format.h"
+#include "tools/kmg/kmg_layout_and_limits.h"
 #include "tools/lint/lint_checks.h"
 
 #include <algorithm>

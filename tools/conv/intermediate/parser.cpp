@@ -6,6 +6,8 @@
 namespace kestrel {
 
 bool parser_t::fail(const char *message, uint64_t declared, uint64_t found) {
+    if (scanner_.failed()) // which has been reported, and is all that is wrong
+        return false;
     if (parse_observer_t *const observer = scanner_.observer())
         return observer->on_refusal({message, scanner_.token_offset(), declared, found});
     msg_error("%s:%d: %s [ token '%s' ]", scanner_.file_name(), scanner_.line(), message,
