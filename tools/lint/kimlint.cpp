@@ -51,13 +51,13 @@ class kimlint_t {
         else if (options_.format == "sarif")
             put(to_sarif(kept_));
         else
-            std::fputs(concat(counted_t{seen_.size(), "file"}, ": ", to_text(counts_), "\n").c_str(), stderr);
+            std::fputs(summary().c_str(), stderr);
         if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
             msg_error("kimlint: standard output cannot be written");
             return status_unreadable;
         }
         const bool found = counts_.errors != 0 || (options_.strict && counts_.warnings != 0);
-        return failed_ ? status_unreadable : found ? status_found : status_good;
+        return failed_ != 0 ? status_unreadable : found ? status_found : status_good;
     }
 
   private:
@@ -71,7 +71,7 @@ class kimlint_t {
             });
         count_findings(linted.findings, counts_);
         if (!linted.failure.empty()) {
-            failed_ = true;
+            ++failed_;
             msg_error("%s: %s", linted.name.c_str(), linted.failure.c_str());
         }
         if (options_.format != "text")
@@ -80,12 +80,17 @@ class kimlint_t {
             put(to_line(linted.name, finding, style_));
     }
 
+    std::string summary() const {
+        return concat(counted_t{seen_.size(), "file"}, ": ", to_text(counts_),
+                      failed_ != 0 ? concat(", ", failed_, " could not be read") : "", "\n");
+    }
+
     const options_t &options_;
     const print_style_t style_;
     std::vector<linted_file_t> kept_;
     std::set<std::string> seen_;
     finding_counts_t counts_;
-    bool failed_ = false;
+    size_t failed_ = 0; // files that could not be read
 };
 
 // None when there is nothing to do but to leave with `status`.

@@ -268,6 +268,8 @@ void text_check_t::check_refusal(const source_map_t::refused_t &refusal) {
 
 // Why what is there is not what was wanted, as far as one can guess.
 std::string text_check_t::why_syntax(const source_map_t::refused_t &refusal, std::string_view found) {
+    if (found.empty())
+        return "; the file ends too early";
     const auto wanted = [&](token_kind_t token) {
         return std::find(refusal.wanted.begin(), refusal.wanted.end(), token) != refusal.wanted.end();
     };
