@@ -4,6 +4,11 @@
 
 namespace kestrel {
 
+static uint64_t count_characters(std::string_view utf8) {
+    return static_cast<uint64_t>(
+        std::count_if(utf8.begin(), utf8.end(), [](char byte) { return (byte & 0xC0) != 0x80; }));
+}
+
 source_text_t::source_text_t(file_t &file)
     : file_(file), size_(file.get_size()), block_(std::make_unique<char[]>(block_size)) {}
 
@@ -69,6 +74,29 @@ uint64_t source_text_t::count_items(uint64_t first) {
     return count;
 }
 
+// Moves the position over at most so many bytes from the offset on; gives how many. Lines without carriage
+// returns are counted by the block. Without that, a model with a finding at its end takes 1.3 times as long.
+size_t source_text_t::count(uint64_t most, uint64_t offset, text_position_t &position) {
+    const std::string_view block(block_.get() + (offset - block_start_),
+                                 block_length_ - (offset - block_start_));
+    std::string_view text = block.substr(0, static_cast<size_t>(std::min<uint64_t>(most, block.size())));
+    const size_t carriage_return = text.find('\r');
+    if (carriage_return == 0) {
+        const bool alone = at(offset + 1) != '\n';
+        position = alone ? text_position_t{position.line + 1, 1}
+                         : text_position_t{position.line, position.column + 1};
+        return 1;
+    }
+    text = text.substr(0, carriage_return);
+    if (const size_t last = text.rfind('\n'); last != text.npos) {
+        const auto lines = std::count(text.begin(), text.begin() + static_cast<ptrdiff_t>(last) + 1, '\n');
+        position = {position.line + static_cast<uint64_t>(lines), 1};
+        position.column += count_characters(text.substr(last + 1));
+    } else
+        position.column += count_characters(text);
+    return text.size();
+}
+
 void source_text_t::locate(std::span<lint_finding_t> findings) {
     std::vector<lint_finding_t *> order;
     for (lint_finding_t &finding : findings)
@@ -96,13 +124,8 @@ void source_text_t::locate(std::span<lint_finding_t> findings) {
     text_position_t position;
     offset = 0;
     for (lint_finding_t *const finding : order) {
-        for (; offset < finding->place.offset; ++offset) {
-            const int byte = at(offset);
-            if (byte == '\n' || (byte == '\r' && at(offset + 1) != '\n'))
-                position = {position.line + 1, 1};
-            else
-                position.column += (byte & 0xC0) != 0x80;
-        }
+        while (offset < finding->place.offset && at(offset) >= 0)
+            offset += count(finding->place.offset - offset, offset, position);
         finding->position = position;
     }
 }

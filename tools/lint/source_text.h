@@ -33,6 +33,7 @@ class source_text_t {
     uint64_t skip_to_token(uint64_t offset);
     uint64_t skip_string(uint64_t offset);
     uint64_t skip_item(uint64_t offset);
+    size_t count(uint64_t most, uint64_t offset, text_position_t &position);
 
     static constexpr size_t block_size = 1 << 16;
 
