@@ -33,6 +33,12 @@ if(CMAKE_SYSTEM_PROCESSOR STREQUAL "x86_64")
   target_compile_options(kim2kmg_options INTERFACE -march=x86-64-v2)
 endif()
 
+if(WIN32)
+  # Of the system's headers, what is Unicode, without macros named min and max; and a printf that knows the C standard.
+  target_compile_definitions(kim2kmg_options INTERFACE
+    UNICODE WIN32_LEAN_AND_MEAN NOMINMAX _WIN32_WINNT=0x0601 __USE_MINGW_ANSI_STDIO=1)
+endif()
+
 # Sanitizers and coverage are chosen by presets: a comma-separated list for -fsanitize=.
 set(KIM2KMG_SANITIZE "" CACHE STRING "sanitizers, such as address,undefined")
 if(KIM2KMG_SANITIZE)

@@ -1,9 +1,9 @@
 #include "kcore/messages/messages.h"
 
 #include "kcore/messages/message_system.h"
+#include "kcore/messages/platform/abnormal_end.h"
 
 #include <cstdio>
-#include <cstdlib>
 
 namespace kestrel {
 
@@ -31,7 +31,7 @@ void report_fatal_variadic(const fatal_site_t &site, const char *format, ...) {
     message_system_t::deliver_last_words(line.get());
     std::fflush(stdout);
     std::fflush(stderr);
-    std::abort();
+    end_abnormally();
 }
 
 } // namespace kestrel

@@ -42,7 +42,7 @@ struct fatal_site_t {
 
 // The end of a process whose own rules are broken: an index outside an array, a table that cannot be full.
 // Bad input is never fatal. Writes one error line "source(line): function: text", flushes both streams and
-// aborts.
+// ends the process abnormally.
 template <class... A>
 [[noreturn]] void report_fatal(const fatal_site_t &site, format_for_t<std::type_identity_t<A>...> format,
                                A... arguments) {

@@ -1,21 +1,16 @@
 #include "kcore/ufs/io_pump.h"
 
 #include <algorithm>
-#include <system_error>
 
 namespace kestrel {
 
-struct fs_request_t::transfer_t {
-    bool reads;
-    fs_handle_t handle;
-    std::span<std::byte> into;       // of a read
-    std::span<const std::byte> from; // of a write
-    uint64_t position;
-    fs_callback_t callback;
+struct fs_request_t::transfer_t final : fs_transfer_t {
+    transfer_t(const fs_transfer_t &transfer, const fs_callback_t &called)
+        : fs_transfer_t(transfer), callback(called) {}
 
+    fs_callback_t callback;
     bool done = false;
     bool success = false;
-    transfer_t *next = nullptr; // in the queue
 };
 
 bool fs_request_t::finished() const {
@@ -46,68 +41,67 @@ void fs_request_t::swap(fs_request_t &other) noexcept {
 
 fs_request_t fs_io_pump_t::read(fs_handle_t handle, std::span<std::byte> buffer, uint64_t position,
                                 const fs_callback_t &callback) {
-    return ask(std::unique_ptr<transfer_t>(new transfer_t{true, handle, buffer, {}, position, callback}));
+    return ask(std::unique_ptr<transfer_t>(new transfer_t({true, handle, buffer, {}, position}, callback)));
 }
 
 fs_request_t fs_io_pump_t::write(fs_handle_t handle, std::span<const std::byte> bytes, uint64_t position,
                                  const fs_callback_t &callback) {
-    return ask(std::unique_ptr<transfer_t>(new transfer_t{false, handle, {}, bytes, position, callback}));
+    return ask(std::unique_ptr<transfer_t>(new transfer_t({false, handle, {}, bytes, position}, callback)));
 }
 
 fs_request_t fs_io_pump_t::ask(std::unique_ptr<transfer_t> transfer) {
-    {
-        const std::scoped_lock guard(mutex_);
-        if (!stopping_ && idle_threads_ <= queued_)
-            start_thread();
-        if (!stopping_ && !threads_.empty()) {
-            (first_ ? last_->next : first_) = transfer.get();
-            last_ = transfer.get();
-            ++queued_;
-            work_.notify_one();
-            return fs_request_t(*this, transfer.release());
-        }
-    }
-    transfer->callback.call(false);
-    return fs_request_t(false);
-}
-
-void fs_io_pump_t::start_thread() {
-    if (threads_.size() == max_in_flight)
-        return;
-    try {
-        threads_.emplace_back([this] { serve(); });
-    } catch (const std::system_error &) {
-        // The system has no thread left; the threads there are go on serving the queue.
-    }
-}
-
-void fs_io_pump_t::serve() {
     std::unique_lock lock(mutex_);
-    for (;;) {
-        ++idle_threads_;
-        work_.wait(lock, [this] { return stopping_ || first_; });
-        --idle_threads_;
-        if (stopping_)
-            return;
-        transfer_t &transfer = *first_;
-        first_ = transfer.next;
-        --queued_;
-        in_flight_.push_back(&transfer);
+    if (stopping_) {
         lock.unlock();
-        const bool success = make(transfer);
-        lock.lock();
-        in_flight_.erase_unordered(static_cast<size_t>(
-            std::find(in_flight_.begin(), in_flight_.end(), &transfer) - in_flight_.begin()));
-        end(transfer, success);
+        transfer->callback.call(false);
+        return fs_request_t(false);
     }
+    if (!maker_)
+        maker_ = platform_.make_transfers(*this);
+    if (first_)
+        last_->next = transfer.get();
+    else
+        first_ = transfer.get();
+    last_ = transfer.get();
+    fs_request_t request(*this, transfer.release());
+    start_queued(lock);
+    return request;
 }
 
-bool fs_io_pump_t::make(const transfer_t &transfer) {
-    const fs_reason_t reason = transfer.reads
-                                   ? platform_.read_all(transfer.handle, transfer.into, transfer.position)
-                                   : platform_.write_all(transfer.handle, transfer.from, transfer.position);
-    transfer.callback.call(reason == fs_reason_t::none);
-    return reason == fs_reason_t::none;
+fs_io_pump_t::transfer_t &fs_io_pump_t::take_first() {
+    transfer_t &transfer = *first_;
+    first_ = static_cast<transfer_t *>(transfer.next);
+    return transfer;
+}
+
+bool fs_io_pump_t::start(transfer_t &transfer) {
+    if (!maker_->start(transfer))
+        return false;
+    in_flight_.push_back(&transfer);
+    return true;
+}
+
+void fs_io_pump_t::start_queued(std::unique_lock<std::mutex> &lock) {
+    while (!stopping_ && first_ && in_flight_.size() < max_in_flight)
+        if (transfer_t &transfer = take_first(); !start(transfer))
+            fail(transfer, lock);
+}
+
+void fs_io_pump_t::fail(transfer_t &transfer, std::unique_lock<std::mutex> &lock) {
+    lock.unlock();
+    transfer.callback.call(false);
+    lock.lock();
+    end(transfer, false);
+}
+
+void fs_io_pump_t::ended(fs_transfer_t &ended, bool success) {
+    auto &transfer = static_cast<transfer_t &>(ended);
+    transfer.callback.call(success);
+    std::unique_lock lock(mutex_);
+    in_flight_.erase_unordered(
+        static_cast<size_t>(std::find(in_flight_.begin(), in_flight_.end(), &transfer) - in_flight_.begin()));
+    end(transfer, success);
+    start_queued(lock);
 }
 
 // The asker may take the record away as soon as the lock is free.
@@ -118,7 +112,7 @@ void fs_io_pump_t::end(transfer_t &transfer, bool success) {
 }
 
 bool fs_io_pump_t::is_active(fs_handle_t handle) const {
-    for (const transfer_t *queued = first_; queued; queued = queued->next)
+    for (const fs_transfer_t *queued = first_; queued; queued = queued->next)
         if (queued->handle == handle)
             return true;
     return std::any_of(in_flight_.begin(), in_flight_.end(),
@@ -131,22 +125,13 @@ void fs_io_pump_t::settle(fs_handle_t handle) {
 }
 
 void fs_io_pump_t::stop() {
-    {
-        std::unique_lock lock(mutex_);
-        stopping_ = true;
-        queued_ = 0;
-        while (transfer_t *const transfer = first_) {
-            first_ = transfer->next;
-            lock.unlock();
-            transfer->callback.call(false);
-            lock.lock();
-            end(*transfer, false);
-        }
-    }
-    work_.notify_all();
-    for (std::thread &thread : threads_)
-        thread.join();
-    threads_.clear();
+    std::unique_lock lock(mutex_);
+    stopping_ = true;
+    while (first_)
+        fail(take_first(), lock);
+    ended_.wait(lock, [this] { return in_flight_.empty(); });
+    const auto maker = std::move(maker_);
+    lock.unlock(); // a thread of the maker may still be about to leave ended()
 }
 
 } // namespace kestrel

@@ -2,9 +2,9 @@
 
 // Transfers that go on while their asker does something else: requests, and the pump that makes them.
 //
-// The pump starts transfers in the order in which they were asked for, at most 8 at a time, on threads of its
-// own, which it starts when they are needed. Who waits at once needs none of this: file_t reads and writes
-// block in the calling thread. Safe from several threads.
+// The pump starts transfers in the order in which they were asked for, at most 8 at a time; the system's
+// layer makes them, on threads that are started when they are needed. Who waits at once needs none of this:
+// file_t reads and writes block in the calling thread. Safe from several threads.
 
 #include "kcore/collections/array.h"
 #include "kcore/ufs/platform/platform.h"
@@ -12,13 +12,12 @@
 #include <condition_variable>
 #include <memory>
 #include <mutex>
-#include <thread>
 
 namespace kestrel {
 
 class fs_io_pump_t;
 
-// What is called when a transfer has ended, on a thread of the pump, before anyone who waits for it goes on.
+// What is called when a transfer has ended, on a thread of its maker, before anyone who waits for it goes on.
 // Callbacks of different requests run at the same time. A callback must not wait for a request, nor close a
 // file, nor throw.
 struct fs_callback_t {
@@ -65,9 +64,9 @@ class fs_request_t {
     bool success_ = false;
 };
 
-class fs_io_pump_t {
+class fs_io_pump_t final : private fs_transfer_listener_t {
   public:
-    static constexpr size_t max_in_flight = 8;
+    static constexpr size_t max_in_flight = fs_transfer_t::most_at_once;
 
     explicit fs_io_pump_t(fs_platform_t &platform) : platform_(platform) {}
     ~fs_io_pump_t() { stop(); }
@@ -90,25 +89,25 @@ class fs_io_pump_t {
     using transfer_t = fs_request_t::transfer_t;
 
     fs_request_t ask(std::unique_ptr<transfer_t> transfer);
-    void serve();
-    bool make(const transfer_t &transfer);
+    void ended(fs_transfer_t &transfer, bool success) override;
 
+    // Under the lock, which is given back for as long as a callback runs.
+    void start_queued(std::unique_lock<std::mutex> &lock);
+    void fail(transfer_t &transfer, std::unique_lock<std::mutex> &lock);
     // Under the lock.
-    void start_thread();
+    transfer_t &take_first();
+    bool start(transfer_t &transfer);
     bool is_active(fs_handle_t handle) const;
     void end(transfer_t &transfer, bool success);
 
     fs_platform_t &platform_;
     std::mutex mutex_;
-    std::condition_variable work_;
     std::condition_variable ended_;
     transfer_t *first_ = nullptr; // the queue
     transfer_t *last_ = nullptr;
-    size_t queued_ = 0;
-    size_t idle_threads_ = 0;
     bool stopping_ = false;
     array_local_t<const transfer_t *, max_in_flight> in_flight_;
-    array_local_t<std::thread, max_in_flight> threads_; // one for each transfer at a time
+    std::unique_ptr<fs_transfer_maker_t> maker_;
 };
 
 } // namespace kestrel

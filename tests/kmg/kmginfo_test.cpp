@@ -104,6 +104,18 @@ TEST_F(kmg_tools, output_goes_to_the_right_stream_and_has_no_colour_in_a_file) {
     EXPECT_THAT(info({"--indices", "1", "good.kmg"}).output, "triangle,a,b,c\n0,0,1,2\n");
 }
 
+TEST_F(kmg_tools, the_skeleton_is_looked_up_in_the_dependency_file) {
+    for (const std::string name : {"knight.kim", "knight.kis"})
+        tree_.add_source(name, read_whole_file(KIM2KMG_SAMPLES "/model/actor/" + name));
+    ASSERT_EQ(tree_.run({"/knight.kim", "-root", "project"}).status, 0);
+    const std::string file = "rsrc/project/@cache/knight.kmg";
+    EXPECT_EQ(info({"--check", file}).output.find("skeleton_hash"), std::string::npos);
+    std::string bytes = read_whole_file(tree_.base() / file);
+    bytes[24] ^= 1;
+    write_whole_file(tree_.base() / file, bytes);
+    EXPECT_THAT(info({"--check", file}).output, HasSubstr(", that of '/knight.kis' is 0x"));
+}
+
 TEST_F(kmg_tools, glb_is_written_whole_or_not_at_all) {
     const auto contents = [&] {
         std::map<std::string, std::string> files;

@@ -3,7 +3,7 @@
 #include "kcore/core/core.h"
 #include "kcore/messages/messages.h"
 #include "tools/kmg/concat.h"
-#include "tools/kmg/kmg_format.h"
+#include "tools/kmg/kmg_layout_and_limits.h"
 
 #include <cerrno>
 #include <csignal>

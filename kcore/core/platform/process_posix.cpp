@@ -9,6 +9,10 @@
 
 namespace kestrel {
 
+std::span<char *const> program_arguments(int argument_count, char **arguments) {
+    return {arguments, static_cast<size_t>(argument_count)};
+}
+
 bool get_executable_path(mstring_t &path) {
     char target[4096];
     const ssize_t length = readlink("/proc/self/exe", target, sizeof target);

@@ -7,15 +7,9 @@
 // operation gives the reason of its failure, `none` when there is none, and leaves messages to the caller.
 // May be used from several threads. The tests put a file system in memory in its place.
 
-#include "kcore/ufs/fs_types.h"
-
-#include <cstddef>
-#include <memory>
-#include <span>
+#include "kcore/ufs/platform/transfers.h"
 
 namespace kestrel {
-
-enum class fs_handle_t : intptr_t { invalid = -1 };
 
 class fs_platform_t {
   public:
@@ -33,6 +27,10 @@ class fs_platform_t {
                              size_t &moved) = 0;
     virtual fs_reason_t write(fs_handle_t handle, std::span<const std::byte> bytes, uint64_t position,
                               size_t &moved) = 0;
+    // Who makes the transfers of requests. A system that does it without a thread for each has its own.
+    virtual std::unique_ptr<fs_transfer_maker_t> make_transfers(fs_transfer_listener_t &listener) {
+        return make_blocking_transfers(*this, listener);
+    }
     virtual fs_reason_t set_end_of_file(fs_handle_t handle, uint64_t size) = 0;
     // Success means that what was written survives a loss of power: a file's bytes, a directory's entries.
     virtual fs_reason_t flush_file(fs_handle_t handle) = 0;

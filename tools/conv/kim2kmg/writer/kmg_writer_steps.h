@@ -13,7 +13,7 @@
 #include "tools/conv/intermediate/kim_model.h"
 #include "tools/conv/intermediate/kis_model.h"
 #include "tools/conv/kim2kmg/writer/piece_skinning.h"
-#include "tools/kmg/kmg_format.h"
+#include "tools/kmg/kmg_layout_and_limits.h"
 
 namespace kestrel {
 

@@ -1,0 +1,20 @@
+# The libraries of the tools beside the converter. All that is used of them is headers, so that every compiler takes
+# those of this machine's packages; one for another system must not see the folder that they lie in, this system's.
+if(NOT CMAKE_CROSSCOMPILING)
+  find_package(CLI11 REQUIRED)
+  find_package(nlohmann_json REQUIRED)
+  return()
+endif()
+
+set(headers ${CMAKE_BINARY_DIR}/headers)
+file(MAKE_DIRECTORY ${headers})
+foreach(name CLI nlohmann tiny_gltf.h)
+  if(NOT EXISTS /usr/include/${name})
+    message(FATAL_ERROR "/usr/include/${name} is missing: install libcli11-dev, nlohmann-json3-dev and libtinygltf-dev")
+  endif()
+  file(CREATE_LINK /usr/include/${name} ${headers}/${name} SYMBOLIC)
+endforeach()
+foreach(library CLI11::CLI11 nlohmann_json::nlohmann_json)
+  add_library(${library} INTERFACE IMPORTED)
+  target_include_directories(${library} INTERFACE ${headers})
+endforeach()
