@@ -111,6 +111,11 @@ worst_input_t line_feeds_and_errors(size_t bytes) {
     return {text, ""};
 }
 
+// A number that no window holds.
+worst_input_t one_long_token(size_t bytes) {
+    return {"Header{FormatVersion:" + std::string(bytes, '0') + "5 Source:\"\"Type:}", ""};
+}
+
 worst_input_t dependencies(size_t bytes) {
     std::string text = "Header{FormatVersion:5 Source:\"\"Type:\"\"Name:\"\"";
     while (text.size() < bytes)
@@ -419,14 +424,15 @@ worst_input_t boasting_skin_streams(size_t bytes) {
             skeleton_of(1)};
 }
 
-constexpr uint64_t of_texts = 160;
-constexpr uint64_t of_floats = 4;
+constexpr double of_texts = 48;
+constexpr double of_floats = 3.5;
 
 constexpr worst_kind_t kinds[] = {
     {"unknown_bytes", unknown_bytes, of_floats, false},
     {"keyword_beginnings", keyword_beginnings, of_floats, false},
     {"line_feeds_and_errors", line_feeds_and_errors, of_floats, false},
     {"dependencies", dependencies, of_floats, false},
+    {"one_long_token", one_long_token, of_floats, false},
     {"empty_aliases", empty_aliases, of_texts, false},
     {"short_aliases", short_aliases, of_texts, false},
     {"empty_text_items", empty_text_items, of_texts, false},
