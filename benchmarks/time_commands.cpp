@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <limits>
 #include <span>
 #include <spawn.h>
 #include <string>
@@ -23,13 +24,14 @@ namespace {
 constexpr char usage[] =
     "Usage: time_commands ROUNDS NAME=COMMAND...\n"
     "Arguments of a COMMAND are separated by blanks. Prints a line for each:\n"
-    "NAME, least and median processor seconds, least wall seconds, peak memory in KiB.\n";
+    "NAME, least and median processor seconds, least wall seconds, peak memory in KiB, page faults.\n";
 
 struct run_t {
     bool succeeded;
     double processor_seconds;
     double wall_seconds;
     long peak_kibibytes;
+    long page_faults;
 };
 
 struct command_t {
@@ -74,21 +76,22 @@ run_t run_once(command_t &command) {
     const std::chrono::duration<double> wall = std::chrono::steady_clock::now() - start;
     posix_spawn_file_actions_destroy(&quiet);
     return {ran && status == 0, seconds_of(used.ru_utime) + seconds_of(used.ru_stime), wall.count(),
-            used.ru_maxrss};
+            used.ru_maxrss, used.ru_minflt};
 }
 
 void print(const command_t &command) {
     std::vector<double> processor, wall;
-    long peak = 0;
+    long peak = 0, faults = std::numeric_limits<long>::max();
     for (const run_t &run : command.runs) {
         processor.push_back(run.processor_seconds);
         wall.push_back(run.wall_seconds);
         peak = std::max(peak, run.peak_kibibytes);
+        faults = std::min(faults, run.page_faults);
     }
     std::sort(processor.begin(), processor.end());
     std::sort(wall.begin(), wall.end());
-    std::printf("%s\t%.6f\t%.6f\t%.6f\t%ld\n", command.name.c_str(), processor.front(),
-                processor[processor.size() / 2], wall.front(), peak);
+    std::printf("%s\t%.6f\t%.6f\t%.6f\t%ld\t%ld\n", command.name.c_str(), processor.front(),
+                processor[processor.size() / 2], wall.front(), peak, faults);
 }
 
 } // namespace

@@ -2,6 +2,8 @@
 
 // What a target asserts, and the messages that the code under it emits.
 
+#include "kcore/collections/city_hash.h"
+#include "kcore/collections/hashed_table.h"
 #include "kcore/messages/message_system.h"
 
 #include <cstdio>
@@ -19,7 +21,7 @@ inline void promise(bool kept, const char *what) {
 }
 
 // Counts messages, and gives them to nobody.
-class message_counter_t final : public message_handler_t {
+class message_counter_t : public message_handler_t {
   public:
     message_counter_t() {
         message_system_t::start();
@@ -40,6 +42,19 @@ class message_counter_t final : public message_handler_t {
   private:
     size_t errors_ = 0;
     size_t warnings_ = 0;
+};
+
+// The same, and all of them as one number.
+class message_digest_t final : public message_counter_t {
+  public:
+    void handle(const message_t &message) override {
+        message_counter_t::handle(message);
+        digest_ = mix_hash(digest_, city_hash_64(message.text.view()));
+    }
+    uint64_t digest() const { return digest_; }
+
+  private:
+    uint64_t digest_ = 0;
 };
 
 } // namespace kestrel

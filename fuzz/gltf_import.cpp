@@ -2,7 +2,7 @@
 
 #include "tools/gltf/gltf_import.h"
 #include "fuzz/check.h"
-#include "fuzz/padded_input.h"
+#include "fuzz/target.h"
 #include "kcore/kutils/ufs/mem_file.h"
 #include "tools/conv/intermediate/parse_file.h"
 #include "tools/conv/kim2kmg/writer/kmg_writer.h"
@@ -33,13 +33,13 @@ static std::string text_of(const imported_model_t &model, number_style_t numbers
 static void check_texts(const imported_model_t &model, number_style_t numbers) {
     message_counter_t messages;
     owner_list_t owners;
-    const padded_input_t model_text(text_of(model, numbers, write_model_text));
-    const kim_t *parsed = parse_model_text(model_text.view(), "m.kim", owners);
+    const std::string model_text = text_of(model, numbers, write_model_text);
+    const kim_t *parsed = parse_model_text(model_text, "m.kim", owners);
     promise(parsed, "an imported model parses");
     kis_t *skeleton = nullptr;
     if (!model.bones.empty()) {
-        const padded_input_t skeleton_text(text_of(model, numbers, write_skeleton_text));
-        skeleton = parse_skeleton_text(skeleton_text.view(), "m.kis", owners);
+        const std::string skeleton_text = text_of(model, numbers, write_skeleton_text);
+        skeleton = parse_skeleton_text(skeleton_text, "m.kis", owners);
         promise(skeleton, "and so does its skeleton");
     }
     mem_file_t geometry;

@@ -1,9 +1,8 @@
-// Any bytes as a text model. What parses keeps what the model promises; and text whose tokens stand one to a
-// line, which closes the short way through runs of items, gives the same model.
+// Any bytes as a text model. What parses keeps what the model promises; a window of another size gives the
+// same model and the same messages; and text whose tokens stand one to a line, which closes the short way
+// through runs of items, gives the same model.
 
-#include "fuzz/check.h"
-#include "fuzz/padded_input.h"
-#include "tools/conv/intermediate/parse_file.h"
+#include "fuzz/text_input.h"
 
 #include <algorithm>
 #include <string>
@@ -48,10 +47,13 @@ static void check_model(const kim_t &model) {
 // The same tokens, each followed by a comment. What begins no token stays before the token that follows it.
 static std::string one_token_a_line(std::string_view text) {
     std::string spread;
-    scanner_t scanner(text, "");
-    for (const char *start = scanner.position(); scanner.next() != token_kind_t::end_of_input;
-         start = scanner.position()) {
-        spread.append(start, scanner.position());
+    text_file_t file(text, "");
+    scanner_t scanner(file, small_window(text));
+    for (uint64_t start = 0; scanner.next() != token_kind_t::end_of_input; start = scanner.offset()) {
+        const std::string_view token = scanner.token_text();
+        promise(text.substr(scanner.token_offset(), token.size()) == token,
+                "a token is where it is said to be");
+        spread += text.substr(start, scanner.offset() - start);
         spread += " #\n";
     }
     return spread;
@@ -61,30 +63,31 @@ static bool same_bytes(std::span<const std::byte> a, std::span<const std::byte> 
     return std::equal(a.begin(), a.end(), b.begin(), b.end());
 }
 
-static void check_same(const kim_t &a, const kim_t &b) {
-    promise(a.pieces.size() == b.pieces.size(), "the long way gives the same pieces");
+static void check_same_geometry(const kim_t &a, const kim_t &b) {
+    promise(a.pieces.size() == b.pieces.size(), "both ways give the same pieces");
     for (size_t p = 0; p < a.pieces.size(); ++p) {
         promise(same_bytes(a.pieces[p]->triangles->bytes(), b.pieces[p]->triangles->bytes()),
-                "the long way gives the same triangles");
+                "both ways give the same triangles");
         for (size_t s = 0; s < a.pieces[p]->streams.size(); ++s)
             promise(same_bytes(a.pieces[p]->streams[s]->bytes(), b.pieces[p]->streams[s]->bytes()),
-                    "the long way gives the same items");
+                    "both ways give the same items");
     }
 }
 
 void fuzz_model_text(fuzz_input_t input) {
-    message_counter_t messages;
-    const padded_input_t text(input);
-    owner_list_t owners;
-    const kim_t *model = parse_model_text(text.view(), "m.kim", owners);
-    promise(model || messages.errors() != 0, "a refused model is reported");
-    if (!model)
+    const std::string_view text = text_of(input);
+    const fuzz_parse_t<kim_t> parsed(text, text_window_t::usual_size, parse_model);
+    const fuzz_parse_t<kim_t> windowed(text, small_window(text), parse_model);
+    promise(parsed.root || parsed.errors != 0, "a refused model is reported");
+    promise(!parsed.root == !windowed.root && parsed.messages == windowed.messages,
+            "the window changes no message");
+    if (!parsed.root)
         return;
-    check_model(*model);
-    const padded_input_t spread(one_token_a_line(text.view()));
-    const kim_t *again = parse_model_text(spread.view(), "m.kim", owners);
-    promise(again, "the long way accepts what the short way does");
-    check_same(*model, *again);
+    check_model(*parsed.root);
+    check_same_geometry(*parsed.root, *windowed.root);
+    const fuzz_parse_t<kim_t> spread(one_token_a_line(text), small_window(text), parse_model);
+    promise(spread.root, "the long way accepts what the short way does");
+    check_same_geometry(*parsed.root, *spread.root);
 }
 
 } // namespace kestrel

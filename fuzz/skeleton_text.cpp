@@ -1,17 +1,19 @@
-// Any bytes as a text skeleton.
+// Any bytes as a text skeleton; a window of another size gives the same skeleton and the same messages.
 
-#include "fuzz/check.h"
-#include "fuzz/padded_input.h"
-#include "tools/conv/intermediate/parse_file.h"
+#include "fuzz/text_input.h"
+
+#include <cstring>
 
 namespace kestrel {
 
 void fuzz_skeleton_text(fuzz_input_t input) {
-    message_counter_t messages;
-    const padded_input_t text(input);
-    owner_list_t owners;
-    const kis_t *skeleton = parse_skeleton_text(text.view(), "s.kis", owners);
-    promise(skeleton || messages.errors() != 0, "a refused skeleton is reported");
+    const std::string_view text = text_of(input);
+    const fuzz_parse_t<kis_t> parsed(text, text_window_t::usual_size, parse_skeleton);
+    const fuzz_parse_t<kis_t> windowed(text, small_window(text), parse_skeleton);
+    const kis_t *const skeleton = parsed.root;
+    promise(skeleton || parsed.errors != 0, "a refused skeleton is reported");
+    promise(!skeleton == !windowed.root && parsed.messages == windowed.messages,
+            "the window changes no message");
     if (!skeleton)
         return;
     promise(skeleton->header && skeleton->global && skeleton->bones, "a parsed skeleton is whole");
@@ -21,6 +23,10 @@ void fuzz_skeleton_text(fuzz_input_t input) {
         const auto found = skeleton->bones->find(bones[i].name.view());
         promise(found && *found <= i, "every name is found");
         promise(bones[*found].name.view() == bones[i].name.view(), "a name finds a bone of that name");
+        const kis_bone_t &other = windowed.root->bones->bones()[i];
+        promise(other.name.view() == bones[i].name.view() && other.parent.view() == bones[i].parent.view() &&
+                    std::memcmp(&other.matrix, &bones[i].matrix, sizeof other.matrix) == 0,
+                "both windows give the same bones");
     }
 }
 

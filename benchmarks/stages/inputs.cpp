@@ -1,7 +1,7 @@
 #include "benchmarks/stages/inputs.h"
 
+#include "kcore/core/core.h"
 #include "tools/conv/intermediate/parse_file.h"
-#include "tools/conv/intermediate/scanner.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -12,6 +12,9 @@
 namespace kestrel {
 
 namespace {
+
+// Like the converter.
+[[maybe_unused]] const bool keeps_freed_memory = (keep_freed_memory(), true);
 
 [[noreturn]] void give_up(const char *what) {
     std::fprintf(stderr, "benchmark: %s\n", what);
@@ -49,11 +52,6 @@ std::string make_text(input_t input) {
     return {};
 }
 
-std::string with_padding(std::string text) {
-    text.append(scanner_t::text_padding, '\0');
-    return text;
-}
-
 } // namespace
 
 std::string_view text_of(input_t input) {
@@ -61,10 +59,10 @@ std::string_view text_of(input_t input) {
     static std::string text;
     if (kept != input) {
         text.clear();
-        text = with_padding(make_text(input));
+        text = make_text(input);
         kept = input;
     }
-    return std::string_view(text).substr(0, text.size() - scanner_t::text_padding);
+    return text;
 }
 
 std::string_view flat_decimals() {
@@ -92,8 +90,7 @@ parsed_model_t::parsed_model_t(input_t input) : model(parse_model_text(text_of(i
         return;
     text_writer_t out;
     write_skeleton(model_style_t().bones, out);
-    const std::string text = with_padding(std::string(out.buffer()));
-    skeleton = parse_skeleton_text(std::string_view(text).substr(0, out.buffer().size()), "grid.kis", owners);
+    skeleton = parse_skeleton_text(out.buffer(), "grid.kis", owners);
     if (!skeleton)
         give_up("the skeleton does not parse");
 }

@@ -17,7 +17,7 @@ inline constexpr uint64_t small_grid_vertices = 10000;
 
 enum class input_t { bit_patterns, decimals, skinned, piece_skinned, small, sample };
 
-// The text with the zero bytes that the scanner wants behind it. The one asked for last is kept.
+// The one asked for last is kept.
 std::string_view text_of(input_t input);
 // All real numbers of the unskinned grid as decimals, a blank after each.
 std::string_view flat_decimals();

@@ -7,10 +7,13 @@
 #include <bit>
 #include <charconv>
 #include <cstring>
+#include <sys/mman.h>
 
 using namespace kestrel;
 
 namespace {
+
+constexpr size_t fresh_page_count = 16384;
 
 void copy_text(benchmark::State &state) {
     const std::string_view text = text_of(input_t::bit_patterns);
@@ -22,6 +25,23 @@ void copy_text(benchmark::State &state) {
     count_bytes(state, text.size());
 }
 MEASURE(copy_text, "limit/copy");
+
+// Memory that nobody has used yet: asked for, touched once a page, given back.
+void touch_fresh_pages(benchmark::State &state) {
+    constexpr size_t page = 4096, bytes = fresh_page_count * page;
+    for (auto _ : state) {
+        void *const memory = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        if (memory == MAP_FAILED) {
+            state.SkipWithError("no memory");
+            break;
+        }
+        for (size_t at = 0; at < bytes; at += page)
+            static_cast<volatile char *>(memory)[at] = 1;
+        munmap(memory, bytes);
+    }
+    state.counters["pages"] = fresh_page_count;
+}
+MEASURE(touch_fresh_pages, "limit/fresh_pages");
 
 void count_line_feeds(benchmark::State &state) {
     const std::string_view text = text_of(input_t::bit_patterns);

@@ -3,7 +3,6 @@
 #include "benchmarks/stages/inputs.h"
 #include "benchmarks/stages/measure.h"
 #include "tools/conv/intermediate/parse_file.h"
-#include "tools/conv/intermediate/scanner.h"
 
 #include <optional>
 
@@ -14,7 +13,8 @@ namespace {
 void scan(benchmark::State &state, input_t input) {
     const std::string_view text = text_of(input);
     for (auto _ : state) {
-        scanner_t scanner(text, "grid.kim");
+        text_file_t file(text, "grid.kim");
+        scanner_t scanner(file);
         while (scanner.next() != token_kind_t::end_of_input)
             ;
     }

@@ -6,19 +6,31 @@
 #include "kcore/units/unit_registry.h"
 
 #include <clocale>
+#include <limits>
 #include <optional>
+#ifdef __GLIBC__
+#include <malloc.h>
+#endif
 
 namespace kestrel {
 
 static std::optional<console_message_handler_t> console;
 
 void core_initialize() {
+    keep_freed_memory();
     secure_standard_streams();
     std::setlocale(LC_ALL, "C.UTF-8");
     message_system_t::start();
     console.emplace(false);
     register_core_unit_classes();
     file_system_start();
+}
+
+void keep_freed_memory() {
+#ifdef __GLIBC__
+    mallopt(M_MMAP_THRESHOLD, 32 << 20); // the most that it takes
+    mallopt(M_TRIM_THRESHOLD, std::numeric_limits<int>::max());
+#endif
 }
 
 void core_shutdown() {

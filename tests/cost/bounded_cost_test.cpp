@@ -6,14 +6,12 @@
 #include "tests/cost/work_counter.h"
 #include "tests/cost/worst_inputs.h"
 #include "tools/conv/intermediate/parse_file.h"
-#include "tools/conv/intermediate/scanner.h"
 #include "tools/conv/kim2kmg/passes/passes.h"
 #include "tools/conv/kim2kmg/writer/kmg_writer.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <memory>
 #include <stdexcept>
 
 namespace kestrel {
@@ -58,20 +56,6 @@ struct cost_t {
     bool converted;
 };
 
-// The text of a file, held as long as its parse takes, and followed by the zeros that the scanner wants.
-class held_text_t {
-  public:
-    explicit held_text_t(std::string_view text)
-        : bytes_(new char[text.size() + scanner_t::text_padding]()), length_(text.size()) {
-        std::copy(text.begin(), text.end(), bytes_.get());
-    }
-    std::string_view view() const { return {bytes_.get(), length_}; }
-
-  private:
-    std::unique_ptr<char[]> bytes_;
-    size_t length_;
-};
-
 // Everything is held as long as convert_file holds it. All passes are on, but that which removes triangles
 // may stay off, since the others have less to do after it.
 cost_t cost_of(const worst_input_t &input, bool discard = true) {
@@ -80,18 +64,16 @@ cost_t cost_of(const worst_input_t &input, bool discard = true) {
     work_counter_t counter;
     {
         owner_list_t owners;
-        kim_t *const model = parse_model_text(held_text_t(input.model).view(), "m.kim", owners);
+        kim_t *const model = parse_model_text(input.model, "m.kim", owners);
         const kis_t *const skeleton =
-            model && model->has_skinning()
-                ? parse_skeleton_text(held_text_t(input.skeleton).view(), "s.kis", owners)
-                : nullptr;
+            model && model->has_skinning() ? parse_skeleton_text(input.skeleton, "s.kis", owners) : nullptr;
         if (model && (skeleton || !model->has_skinning())) {
             if (discard)
                 discard_degenerated_triangles(*model);
             merge_part_pieces(*model);
             optimize_for_vertex_cache(*model, true);
             mem_file_t geometry;
-            converted = kmg_write(*model, skeleton, true, geometry);
+            converted = kmg_write(std::move(*model), skeleton, true, geometry);
         }
     }
     return {input.model.size() + input.skeleton.size(),

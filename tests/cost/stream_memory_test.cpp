@@ -7,7 +7,6 @@ namespace kestrel {
 
 // Whichever allocation of a parse fails, it is either a stream's, or it throws.
 TEST(stream_memory, a_stream_that_cannot_be_had_is_named_with_its_size) {
-    const padded_text_t text(one_triangle_model);
     const std::string position_stream = "E: cannot allocate stream [size 36]\n"
                                         "E: f:30: inconsistent Stream item type/count [ token ')' ]\n";
     int named = 0, thrown = 0;
@@ -18,7 +17,7 @@ TEST(stream_memory, a_stream_that_cannot_be_had_is_named_with_its_size) {
         try {
             work_counter_t counter;
             counter.fail_allocation(n);
-            model = parse_model_text(text.view(), "f", owners);
+            model = parse_model_text(one_triangle_model, "f", owners);
         } catch (const std::bad_alloc &) {
             ++thrown;
             continue;

@@ -5,7 +5,6 @@
 #include "tests/support/asset_tree.h"
 #include "tests/support/captured_messages.h"
 #include "tests/support/converted_model.h"
-#include "tests/support/padded_text.h"
 #include "tools/conv/intermediate/parse_file.h"
 #include "tools/conv/kim2kmg/writer/kmg_writer.h"
 #include "tools/gltf/gltf_export.h"
@@ -43,11 +42,10 @@ std::string text_of(const imported_model_t &model, number_style_t numbers, auto 
 std::vector<std::byte> converted(const imported_model_t &model, number_style_t numbers) {
     const captured_messages_t messages;
     owner_list_t owners;
-    const padded_text_t model_text(text_of(model, numbers, write_model_text));
-    const padded_text_t skeleton_text(text_of(model, numbers, write_skeleton_text));
-    const kim_t *parsed = parse_model_text(model_text.view(), "m.kim", owners);
-    kis_t *skeleton =
-        model.bones.empty() ? nullptr : parse_skeleton_text(skeleton_text.view(), "m.kis", owners);
+    const std::string model_text = text_of(model, numbers, write_model_text);
+    const std::string skeleton_text = text_of(model, numbers, write_skeleton_text);
+    const kim_t *parsed = parse_model_text(model_text, "m.kim", owners);
+    kis_t *skeleton = model.bones.empty() ? nullptr : parse_skeleton_text(skeleton_text, "m.kis", owners);
     mem_file_t geometry;
     EXPECT_TRUE(parsed && kmg_write(*parsed, skeleton, true, geometry));
     EXPECT_EQ(messages.text(), "");

@@ -1,7 +1,6 @@
 #include "tests/support/converted_model.h"
 
 #include "kcore/kutils/ufs/mem_file.h"
-#include "tests/support/padded_text.h"
 #include "tools/conv/intermediate/parse_file.h"
 #include "tools/conv/kim2kmg/writer/kmg_writer.h"
 
@@ -14,22 +13,20 @@ namespace kestrel {
 
 namespace fs = std::filesystem;
 
-static padded_text_t text_of(const fs::path &file) {
+static std::string text_of(const fs::path &file) {
     std::ifstream stream(file, std::ios::binary);
     if (!stream)
         throw std::runtime_error("cannot read " + file.string());
-    return padded_text_t(std::string(std::istreambuf_iterator<char>(stream), {}));
+    return {std::istreambuf_iterator<char>(stream), {}};
 }
 
 converted_model_t::converted_model_t(const fs::path &file, bool tangents) {
-    const padded_text_t model_text = text_of(file);
-    model = parse_model_text(model_text.view(), file.c_str(), owners);
+    model = parse_model_text(text_of(file), file.string().c_str(), owners);
     if (!model)
         throw std::runtime_error("cannot parse " + file.string());
     if (model->has_skinning()) {
         const fs::path skeleton_file = file.parent_path() / model->global->skeleton.c_str();
-        const padded_text_t skeleton_text = text_of(skeleton_file);
-        skeleton = parse_skeleton_text(skeleton_text.view(), skeleton_file.c_str(), owners);
+        skeleton = parse_skeleton_text(text_of(skeleton_file), skeleton_file.string().c_str(), owners);
         if (!skeleton)
             throw std::runtime_error("cannot parse " + skeleton_file.string());
     }

@@ -4,29 +4,29 @@
 
 #include "tests/support/captured_messages.h"
 #include "tests/support/model_text.h"
-#include "tests/support/padded_text.h"
 #include "tools/conv/intermediate/parse_file.h"
 
 #include <gtest/gtest.h>
 
 namespace kestrel {
 
-template <class root_t, root_t *(*parse)(std::string_view, const char *, owner_list_t &)>
+template <class root_t, root_t *(*parse)(scanner_t &, owner_list_t &)>
 struct parsed_text_t {
-    explicit parsed_text_t(const std::string &source) : text(source) {
+    explicit parsed_text_t(const std::string &source, size_t window_size = text_window_t::usual_size) {
         captured_messages_t captured;
-        root = parse(text.view(), "f", owners);
+        text_file_t file(source, "f");
+        scanner_t scanner(file, window_size);
+        root = parse(scanner, owners);
         messages = captured.text();
     }
 
-    padded_text_t text;
     owner_list_t owners;
     root_t *root; // null when the parse failed
     std::string messages;
 };
 
-using parsed_model_t = parsed_text_t<kim_t, parse_model_text>;
-using parsed_skeleton_t = parsed_text_t<kis_t, parse_skeleton_text>;
+using parsed_model_t = parsed_text_t<kim_t, parse_model>;
+using parsed_skeleton_t = parsed_text_t<kis_t, parse_skeleton>;
 
 // An edit that breaks a text, and where and how that is reported.
 struct fault_t {

@@ -69,7 +69,9 @@ class Comparison:
         if results[0] == results[1]:
             return
         self.differences += 1
-        print(f"differs: {what}\nhere:  {str(results[0])[:2000]}\nthere: {str(results[1])[:2000]}", flush=True)
+        here, there = (str(result) for result in results)
+        start = max(0, len(os.path.commonprefix([here, there])) - 100)
+        print(f"differs: {what}\nhere:  ...{here[start:start + 500]}\nthere: ...{there[start:start + 500]}", flush=True)
 
     def run(self, tool, *arguments):
         self.runs += 1

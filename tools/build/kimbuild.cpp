@@ -50,7 +50,7 @@ void add_options(command_line_t &command_line, build_settings_t &settings) {
     command_line.add_flag("-f,--force", settings.force, "convert every model");
     command_line.add_flag("--check-outputs", settings.check_outputs,
                           "notice outputs that something else has changed");
-    command_line.add_option("-j,--jobs", settings.jobs, "processes at once (one a core)")
+    command_line.add_option("-j,--jobs", settings.jobs, "how many cores to keep busy (all there are)")
         ->type_name("N")
         ->check(CLI::Range(1, 1024));
     command_line.add_flag("--stop-at-first", settings.stop_at_first, "stop at the first model that fails");

@@ -45,9 +45,8 @@ static constexpr size_t usual_head = 4096;
 static constexpr size_t longest_head = 1 << 20;
 
 bool find_skeleton_name(std::string_view text, std::string &name) {
-    std::string padded(text);
-    padded.append(scanner_t::text_padding, '\0');
-    scanner_t scanner({padded.data(), text.size()}, "");
+    text_file_t file(text, "");
+    scanner_t scanner(file);
     bool in_global = false;
     for (token_kind_t token; (token = scanner.next()) != token_kind_t::end_of_input;) {
         if (token == "GLOBAL"_kw) {

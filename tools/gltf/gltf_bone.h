@@ -2,7 +2,7 @@
 
 // A bone's local transform as glTF nodes, which are translation, then rotation, then scale.
 
-#include "tools/kmg/kmg_format.h"
+#include "tools/kmg/kmg_layout_and_limits.h"
 
 #include <optional>
 

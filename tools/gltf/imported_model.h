@@ -2,7 +2,7 @@
 
 // A model on its way from glTF to text: plain data, everything checked, in the model's own space.
 
-#include "tools/kmg/kmg_format.h"
+#include "tools/kmg/kmg_layout_and_limits.h"
 
 #include <array>
 #include <optional>

@@ -4,7 +4,7 @@
 //
 // Matrices are 4 rows of 4 and transform column vectors, as in the file: the translation is column 3.
 
-#include "tools/kmg/kmg_format.h"
+#include "tools/kmg/kmg_layout_and_limits.h"
 
 #include <cmath>
 #include <cstdlib>

@@ -4,7 +4,7 @@
 #include "kcore/messages/messages.h"
 #include "kcore/strings/utf8_path.h"
 #include "tools/kmg/concat.h"
-#include "tools/kmg/kmg_format.h"
+#include "tools/kmg/kmg_layout_and_limits.h"
 #include "tools/kmg/platform/file_calls.h"
 
 #include <cerrno>

@@ -83,7 +83,8 @@ std::vector<kmg_finding_t> kmg_findings_t::take() {
     return std::move(kept_);
 }
 
-std::vector<kmg_finding_t> check_kmg(std::span<const std::byte> file, uint32_t limit) {
+std::vector<kmg_finding_t> check_kmg(std::span<const std::byte> file, uint32_t limit,
+                                     std::string_view skeleton) {
     kmg_findings_t findings(limit);
     bool sound = true;
     find_structure_faults(file, [&](const kmg_fault_t &fault) {
@@ -93,7 +94,7 @@ std::vector<kmg_finding_t> check_kmg(std::span<const std::byte> file, uint32_t l
     });
     if (sound) {
         const auto reader = kmg_reader_t::open(file);
-        check_bones(*reader, findings);
+        check_bones(*reader, skeleton, findings);
         check_parts_and_locators(*reader, findings);
         check_pieces(*reader, findings);
     }

@@ -37,7 +37,8 @@ std::string_view name_of(severity_t severity);
     X(token, error, "a name that no text packs to")                                                          \
     X(name_empty, note, "no name")                                                                           \
     X(name_repeated, note, "two bones, parts or locators of one name")                                       \
-    X(skeleton_hash, warning, "bones without a skeleton's hash, or a hash without bones")                    \
+    X(skeleton_hash, warning,                                                                                \
+      "bones without a skeleton's hash, a hash without bones, or that of another skeleton's path")           \
     X(bone_unnamed, note, "bones named `unnamed_NNN`: their own names are no tokens")                        \
     X(bone_unused, note, "bones that move no vertex")                                                        \
     X(bone_inverse, error, "matrix times inverse is not the identity")                                       \
@@ -72,10 +73,12 @@ std::string_view name_of(severity_t severity);
     X(index_padding, warning, "padding that is not zero")                                                    \
     X(vertex_unused, note, "no triangle uses it")                                                            \
     X(vertex_copied, note, "vertices that are copies of others in all they hold")                            \
-    X(vertex_stray, note, "one vertex of a colour, or texture coordinates beyond 0 to 1, unlike all others") \
+    X(vertex_stray, note,                                                                                    \
+      "one vertex of a colour, or texture coordinates beyond 0 to 1 or stretched, unlike all others")        \
     X(triangle_degenerate, note, "a vertex twice, or no area; `-discard_bad_triangles` removes these")       \
     X(triangle_duplicate, note, "the same corners in the same direction as another")                         \
     X(triangle_turned, warning, "faces away from the normals of all its corners")                            \
+    X(triangle_corner, note, "a corner that tears a hole into the surface, where another vertex would not")  \
     X(bone_index, error, "an influence of a bone that does not exist")                                       \
     X(bone_slots, warning,                                                                                   \
       "bones of a vertex out of order, or without weight and not that of the slot before")                   \
@@ -122,8 +125,10 @@ struct kmg_finding_t {
 // How many findings of one code at one record are told one by one; of the whole file it is ten times as many.
 inline constexpr uint32_t default_finding_limit = 10;
 
-// In the order of the checks: structure, bones, names, pieces, bounds of the model.
-std::vector<kmg_finding_t> check_kmg(std::span<const std::byte> file, uint32_t limit = default_finding_limit);
+// In the order of the checks: structure, bones, names, pieces, bounds of the model. `skeleton` is the path by
+// which the converter found the skeleton, where that is known.
+std::vector<kmg_finding_t> check_kmg(std::span<const std::byte> file, uint32_t limit = default_finding_limit,
+                                     std::string_view skeleton = {});
 
 struct finding_counts_t {
     uint64_t errors = 0, warnings = 0, notes = 0;

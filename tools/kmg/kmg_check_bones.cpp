@@ -1,3 +1,4 @@
+#include "kcore/collections/city_hash.h"
 #include "tools/kmg/affine.h"
 #include "tools/kmg/kmg_checks.h"
 
@@ -305,16 +306,28 @@ void check_lost_names(const kmg_reader_t &file, kmg_findings_t &findings) {
                    list_text(lost)));
 }
 
-} // namespace
-
-void check_bones(const kmg_reader_t &file, kmg_findings_t &findings) {
-    const kmg_header_t &header = file.header();
-    if ((header.bone_count != 0) != (header.skeleton_hash != 0))
+// The hash is that of the skeleton's path; one with parent references is hashed in another form.
+void check_skeleton_hash(const kmg_header_t &header, std::string_view skeleton, kmg_findings_t &findings) {
+    const auto report = [&](auto &&...text) {
         findings.add(finding_code_t::skeleton_hash,
                      place_of_field(header_place, header, header.skeleton_hash),
-                     header.bone_count != 0 ? "skeleton_hash is 0, though there are bones"
-                                            : concat("skeleton_hash is ", hex_t{header.skeleton_hash},
-                                                     ", though there are no bones"));
+                     concat("skeleton_hash is ", text...));
+    };
+    const hex_t found{header.skeleton_hash}, wanted{city_hash_64(skeleton)};
+    if (header.bone_count == 0 && header.skeleton_hash != 0)
+        report(found, ", though there are no bones");
+    else if (header.bone_count != 0 && header.skeleton_hash == 0)
+        report(0, ", though there are bones");
+    else if (header.bone_count != 0 && !skeleton.empty() && skeleton.find("..") == skeleton.npos &&
+             header.skeleton_hash != city_hash_64(skeleton))
+        report(found, ", that of ", quoted(skeleton), " is ", wanted);
+}
+
+} // namespace
+
+void check_bones(const kmg_reader_t &file, std::string_view skeleton, kmg_findings_t &findings) {
+    const kmg_header_t &header = file.header();
+    check_skeleton_hash(header, skeleton, findings);
     std::vector<checked_bone_t> checked;
     checked.reserve(header.bone_count);
     for (size_t i = 0; i < header.bone_count; ++i)

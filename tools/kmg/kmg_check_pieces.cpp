@@ -13,8 +13,6 @@ constexpr double sphere_tolerance = 1e-4;
 // A sphere needs not be larger than the box's diagonal; growing it point by point may take somewhat more.
 constexpr double largest_sphere = 1.5;
 constexpr double direction_tolerance = 1e-2;
-// Cosine between a triangle and its corners' normals, below which it faces the other way.
-constexpr double turned = -0.1;
 constexpr float largest_texture_coordinate = 1000;
 
 using extent_t = value_range_t<kmg_float3_t>;
@@ -112,16 +110,6 @@ class sphere_check_t {
     size_t outside_ = 0;
 };
 
-// Exactly: a sliver is a triangle. Zero for none.
-std::array<double, 3> area_vector(const kmg_float3_t &a, const kmg_float3_t &b, const kmg_float3_t &c) {
-    double u[3], v[3];
-    for (size_t i = 0; i < 3; ++i) {
-        u[i] = static_cast<double>(b[i]) - static_cast<double>(a[i]);
-        v[i] = static_cast<double>(c[i]) - static_cast<double>(a[i]);
-    }
-    return {u[1] * v[2] - u[2] * v[1], u[2] * v[0] - u[0] * v[2], u[0] * v[1] - u[1] * v[0]};
-}
-
 // What the pieces of a model make together.
 struct model_t {
     extent_t extent;
@@ -129,24 +117,21 @@ struct model_t {
     bone_set_t bones;
 };
 
-class piece_check_t {
+class piece_check_t : piece_view_t {
   public:
-    piece_check_t(const kmg_reader_t &file, size_t index, kmg_findings_t &findings)
-        : file_(file), piece_(file.pieces()[index]), data_(file.data_of(piece_)), findings_(findings),
-          place_(place_of(kmg_record_kind_t::piece, file.header().pieces_offset, kmg_piece_t::size, index)) {}
+    piece_check_t(const kmg_reader_t &from, size_t index, kmg_findings_t &findings)
+        : piece_view_t(from, index), findings_(findings) {}
 
     void run(model_t &model) {
-        check_reals(piece_, place_, findings_);
+        check_reals(piece, place, findings_);
         check_bounds(model);
         check_directions();
         check_colours();
         check_texture_coordinates();
         check_skin();
-        model.bones |= bones_used(data_);
-        if (check_indices()) {
-            check_triangles();
-            check_vertex_use();
-        }
+        model.bones |= bones_used(data);
+        if (check_indices())
+            check_mesh(*this, findings_);
         check_padding();
     }
 
@@ -161,24 +146,8 @@ class piece_check_t {
     void check_texture_coordinates();
     void check_skin();
     bool check_indices();
-    void check_triangles();
-    bool is_turned(const std::array<uint16_t, 3> &corners, const std::array<double, 3> &area) const;
-    void check_vertex_use();
     void check_padding();
 
-    kmg_place_t at_field(const auto &member) const { return place_of_field(place_, piece_, member); }
-    kmg_place_t at_vertex(uint32_t stream, size_t vertex) const {
-        const uint64_t byte = stream + uint64_t{vertex} * piece_.vertex_stride;
-        return {place_.kind, place_.index, byte, static_cast<uint32_t>(vertex), {}};
-    }
-    kmg_place_t at_triangle(size_t triangle, size_t corner = 0) const {
-        const uint64_t byte = piece_.index_offset + (3 * uint64_t{triangle} + corner) * sizeof(uint16_t);
-        return {place_.kind, place_.index, byte, {}, static_cast<uint32_t>(triangle)};
-    }
-    std::array<uint16_t, 3> corners(size_t triangle) const {
-        return {data_.indices[3 * triangle], data_.indices[3 * triangle + 1],
-                data_.indices[3 * triangle + 2]};
-    }
     // Tells of a vertex field that is no number; gives whether it is one.
     template <class T>
     bool check_finite(const T &value, uint32_t stream, size_t vertex, std::string_view name) {
@@ -201,17 +170,13 @@ class piece_check_t {
         });
     }
 
-    const kmg_reader_t &file_;
-    const kmg_piece_t piece_;
-    const kmg_piece_data_t data_;
     kmg_findings_t &findings_;
-    const kmg_place_t place_;
 };
 
 void piece_check_t::check_bounds(model_t &model) {
-    for (size_t i = 0; i < data_.positions.size(); ++i)
-        check_finite(data_.positions[i], piece_.position_offset, i, "position");
-    extent_t extent = range_of(data_.positions);
+    for (size_t i = 0; i < data.positions.size(); ++i)
+        check_finite(data.positions[i], piece.position_offset, i, "position");
+    extent_t extent = range_of(data.positions);
     if (extent.empty)
         return;
     for (size_t side = 0; side < side_t::count; ++side)
@@ -225,27 +190,27 @@ void piece_check_t::check_bounds(model_t &model) {
 // beyond a side that is the model's too, or a single one beyond a side on which others lie, they are to
 // blame, and not the box. Leaves in the extent what the box has to be.
 bool piece_check_t::check_side(const side_t &side, extent_t &extent) {
-    const float found = side.of(piece_.box)[side.axis];
+    const float found = side.of(piece.box)[side.axis];
     float &wanted = side.of(extent)[side.axis];
     if (found == wanted || !std::isfinite(found))
         return true;
     size_t on_side = 0, beyond_side = 0;
-    for (const kmg_float3_t position : data_.positions) {
+    for (const kmg_float3_t position : data.positions) {
         on_side += position[side.axis] == found;
         beyond_side += all_finite(position) && side.beyond(position[side.axis], found) > 0;
     }
-    const float models = side.of(file_.header().box)[side.axis];
+    const float models = side.of(file.header().box)[side.axis];
     const bool is_right = models == found || (models != wanted && on_side != 0 && beyond_side == 1);
     if (beyond_side == 0 || !is_right) {
         findings_.add(beyond_side != 0 ? finding_code_t::box : finding_code_t::box_loose,
-                      at_field(side.of(piece_.box)), side_text(side, found, wanted));
+                      at_field(side.of(piece.box)), side_text(side, found, wanted));
         return true;
     }
-    for (size_t i = 0; i < data_.positions.size(); ++i) {
-        const kmg_float3_t position = data_.positions[i];
+    for (size_t i = 0; i < data.positions.size(); ++i) {
+        const kmg_float3_t position = data.positions[i];
         const float beyond = side.beyond(position[side.axis], found);
         if (beyond > 0 && all_finite(position))
-            findings_.add(finding_code_t::box, at_vertex(piece_.position_offset, i), [&] {
+            findings_.add(finding_code_t::box, at_vertex(piece.position_offset, i), [&] {
                 return concat("position ", axis_names[side.axis], " is ", position[side.axis], ", ", beyond,
                               " outside the piece's box, which fits the others");
             });
@@ -256,7 +221,7 @@ bool piece_check_t::check_side(const side_t &side, extent_t &extent) {
 
 // Of positions within the extent; those outside have been told.
 bool piece_check_t::check_sphere(const extent_t &extent) {
-    sphere_check_t sphere(piece_.sphere);
+    sphere_check_t sphere(piece.sphere);
     if (!sphere.known())
         return true;
     const auto within = [&](const kmg_float3_t &position) {
@@ -264,16 +229,16 @@ bool piece_check_t::check_sphere(const extent_t &extent) {
         larger.add(position);
         return all_finite(position) && larger.minimum == extent.minimum && larger.maximum == extent.maximum;
     };
-    for (const kmg_float3_t position : data_.positions)
+    for (const kmg_float3_t position : data.positions)
         if (within(position))
             sphere.add(position);
     if (!sphere.is_right_but_for_one()) {
-        sphere.report(piece_, place_, extent, findings_);
+        sphere.report(piece, place, extent, findings_);
         return sphere.outside() == 0;
     }
-    for (size_t i = 0; i < data_.positions.size(); ++i)
-        if (const auto position = data_.positions[i]; within(position) && sphere.is_outside(position))
-            findings_.add(finding_code_t::sphere, at_vertex(piece_.position_offset, i), [&] {
+    for (size_t i = 0; i < data.positions.size(); ++i)
+        if (const auto position = data.positions[i]; within(position) && sphere.is_outside(position))
+            findings_.add(finding_code_t::sphere, at_vertex(piece.position_offset, i), [&] {
                 return concat("position ", short_text(position), " lies ",
                               rounded_t{sphere.distance(position), 3},
                               " outside the piece's sphere, which fits the others");
@@ -282,28 +247,28 @@ bool piece_check_t::check_sphere(const extent_t &extent) {
 }
 
 void piece_check_t::check_directions() {
-    for (size_t i = 0; i < data_.normals.size(); ++i)
-        if (const auto normal = data_.normals[i]; check_finite(normal, piece_.normal_offset, i, "normal"))
-            check_unit(normal, true, piece_.normal_offset, i);
-    for (size_t i = 0; i < data_.tangents.size(); ++i) {
-        const kmg_float4_t tangent = data_.tangents[i];
-        if (!check_finite(tangent, piece_.tangent_offset, i, "tangent"))
+    for (size_t i = 0; i < data.normals.size(); ++i)
+        if (const auto normal = data.normals[i]; check_finite(normal, piece.normal_offset, i, "normal"))
+            check_unit(normal, true, piece.normal_offset, i);
+    for (size_t i = 0; i < data.tangents.size(); ++i) {
+        const kmg_float4_t tangent = data.tangents[i];
+        if (!check_finite(tangent, piece.tangent_offset, i, "tangent"))
             continue;
-        check_unit({tangent[0], tangent[1], tangent[2]}, false, piece_.tangent_offset, i);
+        check_unit({tangent[0], tangent[1], tangent[2]}, false, piece.tangent_offset, i);
         if (tangent[3] != 1 && tangent[3] != -1)
-            findings_.add(finding_code_t::tangent_sign, at_vertex(piece_.tangent_offset, i),
+            findings_.add(finding_code_t::tangent_sign, at_vertex(piece.tangent_offset, i),
                           [&] { return concat("tangent's sign is ", tangent[3], ", expected 1 or -1"); });
     }
 }
 
 void piece_check_t::check_colours() {
-    const auto range = range_of(data_.colours);
+    const auto range = range_of(data.colours);
     if (range.maximum[0] == 0 && range.maximum[1] == 0 && range.maximum[2] == 0)
-        findings_.add(finding_code_t::colour_black, at_field(piece_.colour_offset),
+        findings_.add(finding_code_t::colour_black, at_field(piece.colour_offset),
                       "red, green and blue of all vertices are 0");
-    check_stray(data_.colours, piece_.colour_offset, [&](const kmg_bytes4_t &colour) {
+    check_stray(data.colours, piece.colour_offset, [&](const kmg_bytes4_t &colour) {
         // Of three vertices one differs, so that two have the others' colour.
-        const kmg_bytes4_t first = data_.colours[0], second = data_.colours[1], third = data_.colours[2];
+        const kmg_bytes4_t first = data.colours[0], second = data.colours[1], third = data.colours[2];
         return colour != (second == third ? second : first);
     });
 }
@@ -327,20 +292,20 @@ void piece_check_t::check_stray(const kmg_view_t<T> &values, uint32_t stream, au
 void piece_check_t::check_texture_coordinates() {
     std::array<bool, kmg_max_uv_channels> feeds{};
     for (uint32_t slot = 0; slot < kmg_max_uv_channels; ++slot)
-        if (const auto channel = channel_of_slot(piece_, slot)) {
-            if (*channel < piece_.uv_channel_count)
+        if (const auto channel = channel_of_slot(piece, slot)) {
+            if (*channel < piece.uv_channel_count)
                 feeds[*channel] = true;
             else
-                findings_.add(finding_code_t::texture_map, at_field(piece_.texture_coordinate_map),
+                findings_.add(finding_code_t::texture_map, at_field(piece.texture_coordinate_map),
                               concat("slot ", slot, " is fed by uv", *channel, ", the piece has ",
-                                     counted_t{piece_.uv_channel_count, "UV channel"}));
+                                     counted_t{piece.uv_channel_count, "UV channel"}));
         }
-    for (uint32_t channel = 0; channel < piece_.uv_channel_count; ++channel) {
+    for (uint32_t channel = 0; channel < piece.uv_channel_count; ++channel) {
         if (!feeds[channel])
-            findings_.add(finding_code_t::uv_unused, at_field(piece_.texture_coordinate_map),
+            findings_.add(finding_code_t::uv_unused, at_field(piece.texture_coordinate_map),
                           concat("no slot is fed by uv", channel));
-        const auto &values = data_.uv_channels[channel];
-        const uint32_t offset = piece_.uv_offset + channel * uint32_t{sizeof(kmg_float2_t)};
+        const auto &values = data.uv_channels[channel];
+        const uint32_t offset = piece.uv_offset + channel * uint32_t{sizeof(kmg_float2_t)};
         for (size_t i = 0; i < values.size(); ++i)
             if (const kmg_float2_t value = values[i]; check_finite(value, offset, i, "texture coordinate") &&
                                                       (std::abs(value[0]) > largest_texture_coordinate ||
@@ -358,11 +323,11 @@ void piece_check_t::check_texture_coordinates() {
 }
 
 void piece_check_t::check_skin() {
-    const uint32_t bone_count = file_.header().bone_count;
-    for (size_t i = 0; i < data_.bone_indices.size(); ++i) {
-        const kmg_bytes4_t bones = data_.bone_indices[i], weights = data_.bone_weights[i];
+    const uint32_t bone_count = file.header().bone_count;
+    for (size_t i = 0; i < data.bone_indices.size(); ++i) {
+        const kmg_bytes4_t bones = data.bone_indices[i], weights = data.bone_weights[i];
         const auto report = [&](finding_code_t code, auto &&make_text) {
-            findings_.add(code, at_vertex(piece_.bone_index_offset, i), make_text);
+            findings_.add(code, at_vertex(piece.bone_index_offset, i), make_text);
         };
         if (const uint8_t most = *std::max_element(bones.begin(), bones.end()); most >= bone_count)
             report(finding_code_t::bone_index,
@@ -383,88 +348,33 @@ void piece_check_t::check_skin() {
         if (sum != 255)
             findings_.add(
                 sum < 255 ? finding_code_t::weights_below : finding_code_t::weights_above,
-                at_vertex(piece_.bone_weight_offset, i),
+                at_vertex(piece.bone_weight_offset, i),
                 [&] { return concat("weights ", values_text(weights), " sum to ", sum, ", expected 255"); });
     }
 }
 
 bool piece_check_t::check_indices() {
     bool sound = true;
-    for (size_t i = 0; i < data_.indices.size(); ++i)
-        if (data_.indices[i] >= piece_.vertex_count) {
+    for (size_t i = 0; i < data.indices.size(); ++i)
+        if (data.indices[i] >= piece.vertex_count) {
             sound = false;
             findings_.add(finding_code_t::index, at_triangle(i / 3, i % 3), [&] {
-                return concat("uses vertex ", data_.indices[i], ", the piece has vertices 0 to ",
-                              piece_.vertex_count - 1);
+                return concat("uses vertex ", data.indices[i], ", the piece has vertices 0 to ",
+                              piece.vertex_count - 1);
             });
         }
     return sound;
 }
 
-void piece_check_t::check_triangles() {
-    struct keyed_t {
-        uint64_t corners; // the smallest first, in the order of the triangle
-        uint32_t triangle;
-        auto operator<=>(const keyed_t &) const = default;
-    };
-    std::vector<keyed_t> triangles;
-    triangles.reserve(data_.indices.size() / 3);
-    for (size_t t = 0; t < data_.indices.size() / 3; ++t) {
-        auto c = corners(t);
-        if (c[0] == c[1] || c[1] == c[2] || c[2] == c[0]) {
-            findings_.add(finding_code_t::triangle_degenerate, at_triangle(t), "has a vertex twice");
-            continue;
-        }
-        const auto area = area_vector(data_.positions[c[0]], data_.positions[c[1]], data_.positions[c[2]]);
-        if (area == std::array<double, 3>{})
-            findings_.add(finding_code_t::triangle_degenerate, at_triangle(t), "has no area");
-        else if (is_turned(c, area))
-            findings_.add(finding_code_t::triangle_turned, at_triangle(t),
-                          "faces away from the normals of its corners");
-        std::rotate(c.begin(), std::min_element(c.begin(), c.end()), c.end());
-        triangles.push_back({uint64_t{c[0]} << 32 | uint64_t{c[1]} << 16 | c[2], static_cast<uint32_t>(t)});
-    }
-    std::sort(triangles.begin(), triangles.end());
-    for (size_t i = 1; i < triangles.size(); ++i)
-        if (triangles[i].corners == triangles[i - 1].corners)
-            findings_.add(finding_code_t::triangle_duplicate, at_triangle(triangles[i].triangle),
-                          [&] { return concat("repeats triangle ", triangles[i - 1].triangle); });
-}
-
-bool piece_check_t::is_turned(const std::array<uint16_t, 3> &corners,
-                              const std::array<double, 3> &area) const {
-    for (const uint16_t corner : corners) {
-        const kmg_float3_t normal = data_.normals[corner];
-        double dot = 0;
-        for (size_t i = 0; i < 3; ++i)
-            dot += static_cast<double>(normal[i]) * area[i];
-        if (!(dot < turned * length(normal) * length(area)))
-            return false;
-    }
-    return true;
-}
-
-void piece_check_t::check_vertex_use() {
-    const std::vector<bool> used = used_vertices(piece_, data_);
-    for (size_t i = 0; i < used.size(); ++i)
-        if (!used[i])
-            findings_.add(finding_code_t::vertex_unused, at_vertex(piece_.position_offset, i),
-                          "no triangle uses it");
-    if (const auto copies = copied_vertices(file_, piece_); !copies.empty())
-        findings_.add(finding_code_t::vertex_copied, at_vertex(piece_.position_offset, copies.front()),
-                      concat(copies.size(), " of ", counted_t{piece_.vertex_count, "vertex", "vertices"},
-                             " are copies of others in all they hold, this one the first"));
-}
-
 void piece_check_t::check_padding() {
-    const size_t size = data_.indices.size() * sizeof(uint16_t);
+    const size_t size = data.indices.size() * sizeof(uint16_t);
     if (size % kmg_section_alignment == 0)
         return;
-    const uint64_t end = uint64_t{piece_.index_offset} + size;
+    const uint64_t end = uint64_t{piece.index_offset} + size;
     uint16_t padding;
-    little_endian::get(file_.bytes().data() + end, padding);
+    little_endian::get(file.bytes().data() + end, padding);
     if (padding != 0)
-        findings_.add(finding_code_t::index_padding, {place_.kind, place_.index, end},
+        findings_.add(finding_code_t::index_padding, {place.kind, place.index, end},
                       concat("padding behind the indices is ", padding, ", expected 0"));
 }
 

@@ -66,7 +66,7 @@ class kmg_findings_t {
     std::array<tally_t, finding_code_count> tallies_{};
 };
 
-void check_bones(const kmg_reader_t &file, kmg_findings_t &findings);
+void check_bones(const kmg_reader_t &file, std::string_view skeleton, kmg_findings_t &findings);
 // Names of parts and locators, the locators themselves and the strings they refer to.
 void check_parts_and_locators(const kmg_reader_t &file, kmg_findings_t &findings);
 void check_pieces(const kmg_reader_t &file, kmg_findings_t &findings);
@@ -83,6 +83,33 @@ kmg_place_t place_of_field(const kmg_place_t &place, const R &record, const T &m
     field.byte += field_of(record, member).offset;
     return field;
 }
+
+// A piece, what it holds, and the places in it.
+struct piece_view_t {
+    const kmg_reader_t &file;
+    const kmg_piece_t piece;
+    const kmg_piece_data_t data;
+    const kmg_place_t place;
+
+    piece_view_t(const kmg_reader_t &in, size_t index)
+        : file(in), piece(in.pieces()[index]), data(in.data_of(piece)),
+          place(place_of(kmg_record_kind_t::piece, in.header().pieces_offset, kmg_piece_t::size, index)) {}
+
+    kmg_place_t at_field(const auto &member) const { return place_of_field(place, piece, member); }
+    kmg_place_t at_vertex(uint32_t stream, size_t vertex) const {
+        const uint64_t byte = stream + uint64_t{vertex} * piece.vertex_stride;
+        return {place.kind, place.index, byte, static_cast<uint32_t>(vertex), {}};
+    }
+    kmg_place_t at_triangle(size_t triangle, size_t corner = 0) const {
+        const uint64_t byte = piece.index_offset + (3 * uint64_t{triangle} + corner) * sizeof(uint16_t);
+        return {place.kind, place.index, byte, {}, static_cast<uint32_t>(triangle)};
+    }
+    std::array<uint16_t, 3> corners(size_t triangle) const {
+        return {data.indices[3 * triangle], data.indices[3 * triangle + 1], data.indices[3 * triangle + 2]};
+    }
+};
+// Triangles and what they make of the vertices, in a piece whose corners are all vertices of it.
+void check_mesh(const piece_view_t &view, kmg_findings_t &findings);
 
 bool all_finite(std::same_as<float> auto value) {
     return std::isfinite(value);

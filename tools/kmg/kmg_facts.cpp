@@ -1,9 +1,9 @@
 #include "tools/kmg/kmg_facts.h"
 
+#include "kcore/collections/hashed_table.h"
 #include "tools/kmg/kmg_text.h"
 
 #include <cstring>
-#include <numeric>
 
 namespace kestrel {
 
@@ -72,6 +72,16 @@ bool has_lost_its_name(uint64_t name, size_t bone) {
     return token_text(name) == "unnamed_" + digits;
 }
 
+static uint64_t hash_of(std::span<const std::byte> vertex) {
+    uint64_t hash = hash_secret;
+    for (size_t i = 0; i < vertex.size(); i += sizeof(uint32_t)) {
+        uint32_t word;
+        std::memcpy(&word, vertex.data() + i, sizeof word);
+        hash = mix_hash(hash, word);
+    }
+    return hash;
+}
+
 std::vector<bool> used_vertices(const kmg_piece_t &piece, const kmg_piece_data_t &data) {
     std::vector<bool> used(piece.vertex_count);
     for (const uint16_t vertex : data.indices)
@@ -81,21 +91,17 @@ std::vector<bool> used_vertices(const kmg_piece_t &piece, const kmg_piece_data_t
 }
 
 std::vector<uint32_t> copied_vertices(const kmg_reader_t &file, const kmg_piece_t &piece) {
-    const auto compare = [&](uint32_t a, uint32_t b) {
-        return std::memcmp(vertex_bytes(file, piece, a).data(), vertex_bytes(file, piece, b).data(),
-                           piece.vertex_stride);
-    };
-    std::vector<uint32_t> order(piece.vertex_count);
-    std::iota(order.begin(), order.end(), 0);
-    std::sort(order.begin(), order.end(), [&](uint32_t a, uint32_t b) {
-        const int difference = compare(a, b);
-        return difference != 0 ? difference < 0 : a < b;
-    });
+    hashed_table_t table;
+    table.reset(piece.vertex_count);
     std::vector<uint32_t> copies;
-    for (size_t i = 1; i < order.size(); ++i)
-        if (compare(order[i - 1], order[i]) == 0)
-            copies.push_back(order[i]);
-    std::sort(copies.begin(), copies.end());
+    for (uint32_t i = 0; i < piece.vertex_count; ++i) {
+        const auto vertex = vertex_bytes(file, piece, i);
+        const auto is_same = [&](uint32_t other) {
+            return std::memcmp(vertex_bytes(file, piece, other).data(), vertex.data(), vertex.size()) == 0;
+        };
+        if (table.find_or_add(hash_of(vertex), i, is_same) != i)
+            copies.push_back(i);
+    }
     return copies;
 }
 

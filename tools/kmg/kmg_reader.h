@@ -19,7 +19,7 @@
 // nothing allocated; a view decodes an element when it is asked for it. Depends on the format's records and
 // the standard library alone.
 
-#include "tools/kmg/kmg_format.h"
+#include "tools/kmg/kmg_layout_and_limits.h"
 
 #include <functional>
 #include <optional>

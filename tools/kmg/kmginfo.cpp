@@ -1,6 +1,8 @@
 // kmginfo: prints, checks and compares geometry files.
 
+#include "kcore/dependencies/dependency_file.h"
 #include "kcore/messages/messages.h"
+#include "kcore/strings/utf8_path.h"
 #include "tools/kmg/command_line.h"
 #include "tools/kmg/kmg_json.h"
 #include "tools/kmg/kmg_print.h"
@@ -70,6 +72,26 @@ void put(std::string_view text) {
     std::fwrite(text.data(), 1, text.size(), stdout);
 }
 
+// The skeleton that the dependency file of a converted model names; none where there is no such file.
+std::string recorded_skeleton(const std::string &file) {
+    constexpr std::string_view outputs = "/@cache/", records = "/@dep/";
+    std::string path = utf8_text(std::filesystem::absolute(utf8_path(file)).generic_u8string());
+    const size_t folder = path.rfind(outputs);
+    if (folder == std::string::npos)
+        return {};
+    path.replace(folder, outputs.size(), records);
+    std::error_code error;
+    const auto text = std::filesystem::is_regular_file(utf8_path(path), error)
+                          ? read_file(path)
+                          : std::optional<std::vector<std::byte>>();
+    dependency_record_t record;
+    if (!text ||
+        !parse_dependency_text({reinterpret_cast<const char *>(text->data()), text->size()}, record, path) ||
+        record.sources().size() < 2)
+        return {};
+    return std::string(record.sources()[1].view());
+}
+
 // The table of the documentation.
 void put_codes() {
     for (const finding_kind_t &kind : finding_kinds())
@@ -115,7 +137,7 @@ class kmginfo_t {
 
     void check(const std::string &file, std::span<const std::byte> bytes, const progress_t &progress) {
         progress.show(file);
-        const auto findings = check_kmg(bytes, options_.limit);
+        const auto findings = check_kmg(bytes, options_.limit, recorded_skeleton(file));
         progress.clear();
         const finding_counts_t found = count_findings(findings);
         if (found.errors != 0 || (options_.strict && found.warnings != 0))
@@ -139,7 +161,8 @@ class kmginfo_t {
         else {
             if (!std::exchange(first_, false))
                 put("\n");
-            print_file(file, *reader, count_findings(check_kmg(bytes, 0)), style_, sink_);
+            print_file(file, *reader, count_findings(check_kmg(bytes, 0, recorded_skeleton(file))), style_,
+                       sink_);
         }
     }
 

@@ -1,6 +1,5 @@
 #include "tests/kim2kmg/passes/literal_passes.h"
 #include "tests/support/captured_messages.h"
-#include "tests/support/padded_text.h"
 #include "tests/support/random_mesh.h"
 #include "tools/conv/intermediate/parse_file.h"
 #include "tools/conv/kim2kmg/passes/passes.h"
@@ -114,8 +113,8 @@ TEST(optimize_for_vertex_cache, sample_models) {
         captured_messages_t captured;
         owner_list_t owners;
         std::ifstream file(entry.path(), std::ios::binary);
-        const padded_text_t text(std::string(std::istreambuf_iterator<char>(file), {}));
-        kim_t *const model = parse_model_text(text.view(), "sample", owners);
+        const std::string text(std::istreambuf_iterator<char>(file), {});
+        kim_t *const model = parse_model_text(text, "sample", owners);
         ASSERT_TRUE(model) << captured.text();
         const plain_model_t before = plain_copy(*model);
         plain_model_t expected = before;

@@ -1,6 +1,9 @@
-// Packing of colours and factors, UV channels, and bounds.
+// Packing of colours and factors, UV channels, bounds, and what becomes of a model that is moved from.
 
+#include "kcore/kutils/ufs/mem_file.h"
+#include "tests/support/parsed_text.h"
 #include "tools/conv/kim2kmg/writer/bounds.h"
+#include "tools/conv/kim2kmg/writer/kmg_writer.h"
 #include "tools/conv/kim2kmg/writer/uv_channels.h"
 #include "tools/conv/kim2kmg/writer/vertex_packing.h"
 
@@ -114,6 +117,26 @@ TEST(bounds, spheres_grow_and_hold_every_point) {
         EXPECT_LE(distance, r * 1.0001);
         EXPECT_LE(grown.box().minimum[1], point.y);
         EXPECT_GE(grown.box().maximum[1], point.y);
+    }
+}
+
+// Three pieces, of which the second is written twice and the third never.
+TEST(kmg_write, a_model_that_is_moved_from_gives_the_same_file) {
+    std::string text = one_triangle_model;
+    const size_t begin = text.find("Piece {"), end = text.find("Part {");
+    const std::string piece = text.substr(begin, end - begin);
+    text.insert(end, edited(piece, "1 ( 1.0 0.0 0.0 )", "1 ( 5.0 0.0 0.0 )") + piece);
+    text = edited(text, "VertexCount: 3\n\tTriangleCount: 1", "VertexCount: 9\n\tTriangleCount: 3");
+    text = edited(text, "PieceCount: 1", "PieceCount: 3");
+    for (const char *list : {"Pieces: 1 0 1", "Pieces: 1 0 2"}) {
+        const parsed_model_t parsed(edited(text, "Pieces: 0", list));
+        ASSERT_TRUE(parsed.root) << parsed.messages;
+        mem_file_t kept, spent;
+        EXPECT_TRUE(kmg_write(*parsed.root, nullptr, false, kept));
+        EXPECT_TRUE(kmg_write(std::move(*parsed.root), nullptr, false, spent));
+        std::vector<std::byte> a(kept.get_size()), b(spent.get_size());
+        EXPECT_TRUE(kept.read_at(a, 0) && spent.read_at(b, 0));
+        EXPECT_EQ(a, b) << list;
     }
 }
 

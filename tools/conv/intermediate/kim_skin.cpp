@@ -51,4 +51,18 @@ bool kim_skin_stream_t::add_clone(uint32_t piece, uint32_t vertex) {
     return true;
 }
 
+void kim_skin_stream_t::release() {
+    kix_stream_t::release();
+    items_.release();
+    weights_.release();
+    clones_.release();
+}
+
+void kim_piece_skin_t::release() {
+    items.release();
+    weights.release();
+    vertex_indices.release();
+    vertex_items.release();
+}
+
 } // namespace kestrel

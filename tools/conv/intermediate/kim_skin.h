@@ -39,6 +39,8 @@ class kim_skin_stream_t : public kix_stream_t {
     bool set_clone_count(uint32_t count);
     bool add_weight(uint32_t bone, float weight);
     bool add_clone(uint32_t piece, uint32_t vertex);
+    // Gives all storage back.
+    void release();
 
     std::span<const kim_skinitem_t> items() const { return items_.items(); }
     // What the item really has, which may be less than it declares.
@@ -83,6 +85,9 @@ struct kim_piece_skin_t : kix_object_t {
     array_dyn_t<kim_piece_skin_weight_t> weights;
     array_dyn_t<uint32_t> vertex_indices;
     array_dyn_t<uint32_t> vertex_items; // for each vertex index the item that lists it, or no_item
+
+    // Gives all storage back.
+    void release();
 };
 
 } // namespace kestrel

@@ -211,10 +211,9 @@ bool model_grammar_t::final_checks() {
 
 } // namespace
 
-kim_t *parse_model_text(std::string_view text, const char *file_name, owner_list_t &owners) {
+kim_t *parse_model(scanner_t &scanner, owner_list_t &owners) {
     kim_t *const model = owners.create<kim_t>();
-    scanner_t scanner(text, file_name);
-    return model_grammar_t(scanner, owners, *model).parse() ? model : nullptr;
+    return model_grammar_t(scanner, owners, *model).parse() && !scanner.failed() ? model : nullptr;
 }
 
 } // namespace kestrel

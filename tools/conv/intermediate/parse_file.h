@@ -2,40 +2,37 @@
 
 // Reads and parses one text file: the way into this folder.
 //
-// Contract: the file is read whole. Every object that the parse creates belongs to the owner list, also when
-// it fails; what was wrong has then been reported with file and line.
+// Contract: the file is read through the scanner's window. Every object that the parse creates belongs to the
+// owner list, also when it fails; what was wrong has then been reported with file and line, or that the file
+// cannot be read, which may come after messages of the text before that place.
 
-#include "kcore/ufs/file.h"
 #include "tools/conv/intermediate/kim_model.h"
 #include "tools/conv/intermediate/kis_model.h"
-
-#include <cstdlib>
+#include "tools/conv/intermediate/scanner.h"
 
 namespace kestrel {
 
-// None when the file cannot be read or is not a valid text model (.kim) or skeleton (.kis).
-kim_t *parse_model_file(file_t &file, owner_list_t &owners);
-kis_t *parse_skeleton_file(file_t &file, owner_list_t &owners);
+// None when the text is not a valid model (.kim) or skeleton (.kis), or cannot be read.
+kim_t *parse_model(scanner_t &scanner, owner_list_t &owners);
+kis_t *parse_skeleton(scanner_t &scanner, owner_list_t &owners);
 
-// The same over text in memory, which `text_padding` zero bytes must follow (scanner.h).
-kim_t *parse_model_text(std::string_view text, const char *file_name, owner_list_t &owners);
-kis_t *parse_skeleton_text(std::string_view text, const char *file_name, owner_list_t &owners);
+inline kim_t *parse_model_file(file_t &file, owner_list_t &owners) {
+    scanner_t scanner(file);
+    return parse_model(scanner, owners);
+}
+inline kis_t *parse_skeleton_file(file_t &file, owner_list_t &owners) {
+    scanner_t scanner(file);
+    return parse_skeleton(scanner, owners);
+}
 
-// The bytes of one text file in memory, followed by the zero bytes that the scanner wants.
-class file_text_t {
-  public:
-    // Reads the whole file; false after a message when that fails.
-    bool read(file_t &file);
-
-    std::string_view view() const { return {bytes_.get(), length_}; }
-
-  private:
-    struct free_t {
-        void operator()(char *bytes) const { std::free(bytes); }
-    };
-
-    std::unique_ptr<char, free_t> bytes_;
-    size_t length_ = 0;
-};
+// The same over text in memory; messages call it by the name given.
+inline kim_t *parse_model_text(std::string_view text, std::string_view name, owner_list_t &owners) {
+    text_file_t file(text, name);
+    return parse_model_file(file, owners);
+}
+inline kis_t *parse_skeleton_text(std::string_view text, std::string_view name, owner_list_t &owners) {
+    text_file_t file(text, name);
+    return parse_skeleton_file(file, owners);
+}
 
 } // namespace kestrel

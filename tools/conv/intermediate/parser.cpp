@@ -6,6 +6,8 @@
 namespace kestrel {
 
 bool parser_t::fail(const char *message) {
+    if (scanner_.failed()) // which has been reported, and is all that is wrong
+        return false;
     msg_error("%s:%d: %s [ token '%s' ]", scanner_.file_name(), scanner_.line(), message,
               string_dyn_t(scanner_.token_text()).c_str());
     return false;

@@ -9,26 +9,41 @@
 
 namespace kestrel {
 
-static int32_t count_line_feeds(std::string_view text) {
-    return static_cast<int32_t>(std::count(text.begin(), text.end(), '\n'));
-}
+// The longest keyword and the byte behind it: what lies so far before the end of the window and is shorter
+// is whole.
+static constexpr size_t longest_look = 32;
+static_assert(2 * longest_look <= text_window_t::least_size);
 
-scanner_t::scanner_t(std::string_view text, const char *file_name)
-    : position_(text.data()), end_(text.data() + text.size()), file_name_(file_name),
-      counted_to_(text.data()) {}
+scanner_t::scanner_t(file_t &file, size_t window_size)
+    : window_(file, window_size), position_(window_.begin()), file_name_(display_name_of(&file)) {}
 
 int32_t scanner_t::line() {
-    const std::string_view uncounted(counted_to_, static_cast<size_t>(position_ - counted_to_));
-    counted_line_ += count_line_feeds(uncounted) - uncounted_line_feeds_;
+    const uint64_t line_feeds = window_.line_feeds_between(counted_to_, offset());
+    counted_line_ += static_cast<int32_t>(line_feeds - std::min(uncounted_line_feeds_, line_feeds));
     uncounted_line_feeds_ = 0;
-    counted_to_ = position_;
+    counted_to_ = offset();
     return counted_line_;
 }
 
-// The zero bytes behind the text belong to no token, so none goes beyond its end.
+// False when the window reaches to the end of the file.
+bool scanner_t::see_further() {
+    if (window_.is_last())
+        return false;
+    window_.move_to(position_);
+    position_ = window_.begin();
+    return true;
+}
+
+bool scanner_t::bring_more() {
+    return window_.is_less_than_half(position_) && see_further();
+}
+
+// The zero bytes behind the window belong to no token, so none goes beyond its end.
 token_kind_t scanner_t::next() {
     for (;;) {
         position_ = skip_blanks(position_);
+        if (window_.bytes_from(position_) < longest_look && see_further()) [[unlikely]]
+            continue;
         switch (*position_) {
         case ':':
         case '{':
@@ -60,7 +75,7 @@ token_kind_t scanner_t::next() {
                 return kind;
             break;
         default:
-            if (position_ == end_) {
+            if (position_ == window_.end()) {
                 take(0);
                 return token_kind_t::end_of_input;
             }
@@ -77,50 +92,76 @@ token_kind_t scanner_t::next() {
 
 void scanner_t::take(size_t length) {
     token_text_ = {position_, length};
+    token_offset_ = offset();
     position_ += length;
 }
 
 // What follows the error is neither read nor counted, so that later messages name the error's place.
 token_kind_t scanner_t::end_at_error() {
-    position_ = counted_to_ = end_;
+    window_.make_last();
+    position_ = window_.end();
+    counted_to_ = offset();
     return token_kind_t::end_of_input;
+}
+
+// Whether a number that ends there may go on behind the window: a point, an exponent or a digit decides.
+bool scanner_t::ends_with_window(const char *place) const {
+    constexpr size_t deciding = 4;
+    return window_.bytes_from(place) < deciding;
 }
 
 // The longest number, or none.
 token_kind_t scanner_t::number() {
-    const bool bit_pattern = *position_ == '&' || *position_ == '$';
-    const char *const begin = position_;
-    const char *integer_end = bit_pattern ? nullptr : scan_integer(begin, integer_);
-    // Most integers end where no real goes on. Without this, skinned models are parsed at 0.86 times the
-    // speed.
-    const bool plain = integer_end && *integer_end != '.' && (*integer_end | 0x20) != 'e';
-    if (const char *real_end = plain ? nullptr : scan_real(begin, real_)) {
-        take(static_cast<size_t>(real_end - begin));
-        return token_kind_t::real;
-    }
-    if (integer_end) {
-        take(static_cast<size_t>(integer_end - begin));
-        return token_kind_t::integer;
-    }
-    if (bit_pattern && decode_hex_digits(begin + 1)) {
+    for (;;) {
+        const bool bit_pattern = *position_ == '&' || *position_ == '$';
+        const char *const begin = position_;
+        const char *integer_end = bit_pattern ? nullptr : scan_integer(begin, integer_);
+        // Most integers end where no real goes on. Without this, skinned models are parsed at 0.86 times the
+        // speed.
+        const bool plain = integer_end && *integer_end != '.' && (*integer_end | 0x20) != 'e';
+        const char *const real_end = plain ? nullptr : scan_real(begin, real_);
+        const char *const end = real_end ? real_end : integer_end;
+        if (end && ends_with_window(end) && see_further()) [[unlikely]]
+            continue;
+        if (end) {
+            take(static_cast<size_t>(end - begin));
+            return real_end ? token_kind_t::real : token_kind_t::integer;
+        }
+        if (!bit_pattern || !decode_hex_digits(begin + 1))
+            return token_kind_t::none;
         take(9);
-        msg_error("%s:%d: Invalid floating point value '%s'", file_name_, line(),
+        msg_error("%s:%d: Invalid floating point value '%s'", file_name(), line(),
                   string_dyn_t(token_text_).c_str());
         return end_at_error();
     }
-    return token_kind_t::none;
+}
+
+// How many bytes come before the mark that ends the string at the position, which begins with the same mark;
+// npos when the file ends before it.
+size_t scanner_t::find_ahead(std::string_view mark) {
+    for (size_t searched = mark.size();;) {
+        const std::string_view ahead(position_, window_.bytes_from(position_));
+        const size_t found = ahead.find(mark, searched);
+        if (found != std::string_view::npos)
+            return found - mark.size();
+        searched = std::max(searched, ahead.size() - std::min(ahead.size(), mark.size() - 1));
+        if (!see_further())
+            return found;
+    }
 }
 
 token_kind_t scanner_t::quoted_string() {
+    const size_t length = find_ahead("\"");
+    if (failed())
+        return token_kind_t::end_of_input;
     take(1);
-    const std::string_view rest(position_, bytes_left());
-    const size_t length = rest.find('"');
+    const std::string_view rest(position_, window_.bytes_from(position_));
     const std::string_view text = rest.substr(0, length);
     if (text.size() >= string_capacity)
-        msg_error("%s:%d: string length exceeds buffer size (%Iu bytes)", file_name_, line(),
+        msg_error("%s:%d: string length exceeds buffer size (%Iu bytes)", file_name(), line(),
                   string_capacity);
     if (length == std::string_view::npos) {
-        msg_error("%s:%d: unterminated string constant", file_name_, line());
+        msg_error("%s:%d: unterminated string constant", file_name(), line());
         return end_at_error();
     }
     uncounted_line_feeds_ += count_line_feeds(text);
@@ -131,22 +172,28 @@ token_kind_t scanner_t::quoted_string() {
 }
 
 token_kind_t scanner_t::long_string() {
+    const size_t length = find_ahead("\"\"\"");
+    if (failed())
+        return token_kind_t::end_of_input;
     take(3);
-    const std::string_view rest(position_, bytes_left());
-    const size_t length = rest.find("\"\"\"");
     if (length == std::string_view::npos) {
-        msg_error("%s:%d: unterminated string constant", file_name_, line());
+        msg_error("%s:%d: unterminated string constant", file_name(), line());
         return end_at_error();
     }
-    string_ = rest.substr(0, length);
+    string_ = {position_, length};
     uncounted_line_feeds_ += count_line_feeds(string_);
     position_ += length + 3;
     return token_kind_t::long_string;
 }
 
 void scanner_t::skip_comment() {
-    const void *line_feed = std::memchr(position_, '\n', bytes_left());
-    position_ = line_feed ? static_cast<const char *>(line_feed) + 1 : end_;
+    do {
+        if (const void *line_feed = std::memchr(position_, '\n', window_.bytes_from(position_))) {
+            position_ = static_cast<const char *>(line_feed) + 1;
+            return;
+        }
+        position_ = window_.end();
+    } while (see_further());
 }
 
 // A file of another kind has millions of such bytes, and nobody reads as many lines.
@@ -154,9 +201,9 @@ void scanner_t::report_unknown_token() {
     if (reported_unknown_ > most_reported_unknown)
         return;
     if (++reported_unknown_ > most_reported_unknown)
-        msg_error("%s:%d: too many unknown tokens, further ones are not reported", file_name_, line());
+        msg_error("%s:%d: too many unknown tokens, further ones are not reported", file_name(), line());
     else
-        msg_error("%s:%d: unknown token : '%s'", file_name_, line(), string_dyn_t(token_text_).c_str());
+        msg_error("%s:%d: unknown token : '%s'", file_name(), line(), string_dyn_t(token_text_).c_str());
 }
 
 } // namespace kestrel

@@ -60,10 +60,9 @@ class skeleton_grammar_t : private parser_t {
 
 } // namespace
 
-kis_t *parse_skeleton_text(std::string_view text, const char *file_name, owner_list_t &owners) {
+kis_t *parse_skeleton(scanner_t &scanner, owner_list_t &owners) {
     kis_t *const skeleton = owners.create<kis_t>();
-    scanner_t scanner(text, file_name);
-    return skeleton_grammar_t(scanner, owners, *skeleton).parse() ? skeleton : nullptr;
+    return skeleton_grammar_t(scanner, owners, *skeleton).parse() && !scanner.failed() ? skeleton : nullptr;
 }
 
 } // namespace kestrel

@@ -1,13 +1,13 @@
 #include "tools/conv/kim2kmg/convert_file.h"
 
 #include "kcore/collections/city_hash.h"
-#include "kcore/dependencies/dependency_file.h"
 #include "kcore/kutils/ufs/fs_copy.h"
 #include "kcore/kutils/ufs/mem_file.h"
 #include "kcore/messages/messages.h"
 #include "kcore/ufs/file_system.h"
 #include "tools/conv/intermediate/parse_file.h"
-#include "tools/conv/kim2kmg/asset_path.h"
+#include "tools/conv/kim2kmg/names_and_parent_references.h"
+#include "tools/conv/kim2kmg/output_and_old_record.h"
 #include "tools/conv/kim2kmg/passes/passes.h"
 #include "tools/conv/kim2kmg/writer/kmg_writer.h"
 
@@ -16,51 +16,6 @@
 namespace kestrel {
 
 namespace {
-
-std::unique_ptr<file_t> open_in(sysfs_device_t &store, std::string_view path, fs_open_mode_t mode) {
-    auto file = store.open(path, mode);
-    if (file)
-        file->set_path_kind(fs_path_kind_t::ufs);
-    return file;
-}
-
-// The output while it is being written: one that is not kept goes again, whatever ends its writing.
-class new_output_t {
-  public:
-    // The path's text outlives this.
-    new_output_t(rcfs_device_t &device, std::string_view path);
-    ~new_output_t();
-    new_output_t(const new_output_t &) = delete;
-    new_output_t &operator=(const new_output_t &) = delete;
-
-    file_t *file() { return file_.get(); } // null when it could not be created
-    void keep() { file_.reset(); }
-
-  private:
-    rcfs_device_t &device_;
-    std::string_view path_;
-    std::unique_ptr<file_t> file_;
-};
-
-// What is there and is no file is no record either: it will be in the way of the new one.
-bool remove_record(sysfs_device_t &store, std::string_view path) {
-    fs_stat_t found;
-    return (store.stat(path, found) && found.kind != fs_kind_t::file) || store.remove_old(path);
-}
-
-// The old output's name goes first, then its record, and only then is the new file created: no record ever
-// stands beside an output that is not whole, and where the output cannot be replaced, its record stays.
-new_output_t::new_output_t(rcfs_device_t &device, std::string_view path) : device_(device), path_(path) {
-    if (device.cache_store().remove_old(path) && remove_record(device.dependency_store(), path))
-        file_ = open_in(device.cache_store(), path, fs_open_mode_t::create_truncate);
-}
-
-new_output_t::~new_output_t() {
-    if (!file_)
-        return;
-    file_.reset();
-    device_.remove_file(path_);
-}
 
 // The working state of one conversion; everything in it goes when the conversion ends.
 class conversion_t {
@@ -77,8 +32,6 @@ class conversion_t {
     void run_passes();
     bool write_output();
     bool fill(file_t &output, uint64_t &size);
-    bool write_record(uint64_t output_size);
-    bool has_still_its_name(uint64_t output_size);
 
     rcfs_device_t &device_;
     const char *input_name_;
@@ -161,45 +114,21 @@ void conversion_t::run_passes() {
 }
 
 bool conversion_t::write_output() {
-    new_output_t output(device_, output_name_.view());
+    new_output_t output(device_, output_name_.c_str());
     if (!output.file()) {
         msg_error("error opening output file %s", output_name_.c_str());
         return false;
     }
     uint64_t size = 0;
-    if (!fill(*output.file(), size) || !write_record(size))
-        return false;
-    output.keep();
-    return true;
+    return fill(*output.file(), size) && output.keep(size, dependencies_);
 }
 
 bool conversion_t::fill(file_t &output, uint64_t &size) {
     mem_file_t geometry;
-    if (!kmg_write(*model_, skeleton_, options_.tangent, geometry))
+    if (!kmg_write(std::move(*model_), skeleton_, options_.tangent, geometry))
         return false;
     size = geometry.get_size();
     return fs_copy(&output, &geometry) && output.close();
-}
-
-// Another converter may be at work on the same output. Having removed the one of this run, it removes the
-// record and writes its own; so when this run finds the name taken, it vouches for nothing, and takes back
-// what it wrote too late.
-bool conversion_t::write_record(uint64_t output_size) {
-    if (!has_still_its_name(output_size))
-        return true;
-    if (!write_dependency_file(device_, dependencies_, output_name_.view())) {
-        msg_error("%s: failed to write deps.", output_name_.c_str());
-        return false;
-    }
-    if (!has_still_its_name(output_size))
-        device_.dependency_store().remove_old(output_name_.view());
-    return true;
-}
-
-// As far as the size tells: another's output is shorter until it is whole.
-bool conversion_t::has_still_its_name(uint64_t output_size) {
-    fs_stat_t found;
-    return device_.cache_store().stat(output_name_.view(), found) && found.size == output_size;
 }
 
 } // namespace

@@ -15,7 +15,7 @@
 
 #include "kcore/collections/hashed_table.h"
 #include "tools/conv/kim2kmg/passes/lazy_heap.h"
-#include "tools/conv/kim2kmg/passes/scored_mesh.h"
+#include "tools/conv/kim2kmg/passes/vertex_cache_scores.h"
 
 namespace kestrel {
 

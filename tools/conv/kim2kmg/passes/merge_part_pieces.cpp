@@ -2,7 +2,7 @@
 #include "kcore/collections/hashed_table.h"
 #include "kcore/messages/messages.h"
 #include "tools/conv/kim2kmg/passes/passes.h"
-#include "tools/kmg/kmg_format.h"
+#include "tools/kmg/kmg_layout_and_limits.h"
 
 #include <algorithm>
 

@@ -3,9 +3,9 @@
 // Orders triangles for a cache of transformed vertices, after Tom Forsyth, "Linear-Speed Vertex Cache
 // Optimisation" (2006).
 //
-// A least-recently-used cache of 32 vertices is simulated. Each vertex has a score (scored_mesh.h), each
-// triangle the sum of its corners' scores. Each step emits the triangle of greatest score among those that
-// use a cached vertex; when there is none, the best of all.
+// A least-recently-used cache of 32 vertices is simulated. Each vertex has a score (vertex_cache_scores.h),
+// each triangle the sum of its corners' scores. Each step emits the triangle of greatest score among those
+// that use a cached vertex; when there is none, the best of all.
 //
 // Ties go to the first triangle in this order: cached vertices from the most recent one on, of each its
 // triangles; among all triangles, the order of the list. A vertex's triangles are in list order until one of

@@ -6,7 +6,7 @@
 // points; all arithmetic is in single precision.
 
 #include "tools/conv/intermediate/kim_model.h"
-#include "tools/kmg/kmg_format.h"
+#include "tools/kmg/kmg_layout_and_limits.h"
 
 #include <algorithm>
 #include <cmath>

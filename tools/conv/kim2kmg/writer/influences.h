@@ -9,7 +9,7 @@
 
 #include "kcore/collections/array.h"
 #include "tools/conv/intermediate/kim_skin.h"
-#include "tools/kmg/kmg_format.h"
+#include "tools/kmg/kmg_layout_and_limits.h"
 
 #include <array>
 

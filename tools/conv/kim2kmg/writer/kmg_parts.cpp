@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <numeric>
+#include <utility>
 
 namespace kestrel {
 
@@ -91,6 +92,8 @@ static bool check_repetition(const kmg_writer_t &writer) {
 bool build_piece_order(kmg_writer_t &writer) {
     const auto &pieces = writer.model.pieces;
     writer.piece_order.reserve(pieces.size());
+    array_dyn_t<bool> seen;
+    seen.resize(pieces.size());
     size_t listed = 0;
     for (const kix_part_t *part : writer.model.parts) {
         for (const uint32_t position : part->pieces) {
@@ -101,6 +104,7 @@ bool build_piece_order(kmg_writer_t &writer) {
             }
             if (listed++ < pieces.size())
                 writer.piece_order.push_back(pieces[position]);
+            writer.has_repeated_pieces |= std::exchange(seen[position], true);
         }
     }
     if (listed != pieces.size()) {

@@ -94,12 +94,12 @@ class interleaver_t {
 
 } // namespace
 
-bool write_vertex_data(const kmg_writer_t &writer, size_t i, file_t &destination) {
+bool write_vertex_data(const kmg_writer_t &writer, size_t i, piece_buffers_t &buffers, file_t &destination) {
     const kmg_piece_t &record = writer.pieces[i];
     vertex_streams_t streams;
     if (!find_streams(writer, *writer.piece_order[i], record, streams))
         return false;
-    array_dyn_t<std::byte> vertices;
+    array_dyn_t<std::byte> &vertices = buffers.bytes;
     vertices.resize(size_t{record.vertex_stride} * record.vertex_count);
     const interleaver_t fill(vertices.items(), record, writer.vertex_orders[i].items());
     fill.copy<12>(*streams.position, record.position_offset);
@@ -113,18 +113,21 @@ bool write_vertex_data(const kmg_writer_t &writer, size_t i, file_t &destination
         fill.copy<8>(*streams.uv[channel], record.uv_offset + 8 * channel);
     if (writer.has_bones())
         fill.copy_influences(writer.skin.influence_sets());
+    if (writer.spends_streams())
+        for (kix_stream_t *stream : writer.piece_order[i]->streams)
+            stream->release();
     return destination.write(vertices.items()) || write_failed(destination, "piece attributes");
 }
 
-bool write_index_data(const kmg_writer_t &writer, size_t i, file_t &destination) {
+bool write_index_data(const kmg_writer_t &writer, size_t i, piece_buffers_t &buffers, file_t &destination) {
     const kix_piece_t &piece = *writer.piece_order[i];
-    array_dyn_t<uint16_t> positions; // where each vertex of the piece went
+    array_dyn_t<uint16_t> &positions = buffers.positions;
     positions.resize(piece.vertex_count);
     const auto order = writer.vertex_orders[i].items();
     for (uint32_t vertex = 0; vertex < piece.vertex_count; ++vertex)
         positions[order.empty() ? vertex : order[vertex].source] = static_cast<uint16_t>(vertex);
 
-    array_dyn_t<std::byte> indices;
+    array_dyn_t<std::byte> &indices = buffers.bytes;
     const auto triangles = piece.triangles->items_as<triangle_t>();
     indices.resize(triangles.size() * 3 * sizeof(uint16_t));
     std::byte *place = indices.data();
@@ -134,6 +137,8 @@ bool write_index_data(const kmg_writer_t &writer, size_t i, file_t &destination)
             place += sizeof(uint16_t);
         }
     }
+    if (writer.spends_streams())
+        piece.triangles->release();
     return (destination.write(indices.items()) || write_failed(destination, "index data")) &&
            write_padding(indices.size(), destination);
 }

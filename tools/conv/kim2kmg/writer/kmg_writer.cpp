@@ -87,6 +87,14 @@ bool build(kmg_writer_t &writer) {
     return build_pieces(writer) && relocate_pieces(writer);
 }
 
+void spend_skins(kim_t &model) {
+    for (kim_piece_skin_t *skin : model.piece_skins)
+        skin->release();
+    if (model.skin)
+        for (kim_skin_stream_t *stream : model.skin->streams)
+            stream->release();
+}
+
 template <class R>
 bool write_records(std::span<const R> records, const char *section, file_t &destination) {
     array_dyn_t<std::byte> bytes;
@@ -106,11 +114,12 @@ bool write_string_pool(const kmg_writer_t &writer, file_t &destination) {
 
 bool write_pieces(const kmg_writer_t &writer, file_t &destination) {
     const size_t count = writer.piece_order.size();
+    piece_buffers_t buffers;
     for (size_t i = 0; i < count; ++i)
-        if (!write_vertex_data(writer, i, destination))
+        if (!write_vertex_data(writer, i, buffers, destination))
             return false;
     for (size_t i = 0; i < count; ++i)
-        if (!write_index_data(writer, i, destination))
+        if (!write_index_data(writer, i, buffers, destination))
             return false;
     return true;
 }
@@ -145,9 +154,20 @@ bool write_failed(const file_t &destination, const char *what) {
     return false;
 }
 
+static bool build_and_write(kmg_writer_t writer, file_t &destination) {
+    if (!build(writer))
+        return false;
+    if (writer.spent)
+        spend_skins(*writer.spent);
+    return write(writer, destination);
+}
+
 bool kmg_write(const kim_t &model, const kis_t *skeleton, bool tangents, file_t &destination) {
-    kmg_writer_t writer{model, skeleton, tangents};
-    return build(writer) && write(writer, destination);
+    return build_and_write({model, skeleton, tangents, nullptr}, destination);
+}
+
+bool kmg_write(kim_t &&model, const kis_t *skeleton, bool tangents, file_t &destination) {
+    return build_and_write({model, skeleton, tangents, &model}, destination);
 }
 
 } // namespace kestrel

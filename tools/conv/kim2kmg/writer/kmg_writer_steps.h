@@ -13,7 +13,7 @@
 #include "tools/conv/intermediate/kim_model.h"
 #include "tools/conv/intermediate/kis_model.h"
 #include "tools/conv/kim2kmg/writer/piece_skinning.h"
-#include "tools/kmg/kmg_format.h"
+#include "tools/kmg/kmg_layout_and_limits.h"
 
 namespace kestrel {
 
@@ -60,6 +60,7 @@ struct kmg_writer_t {
     const kim_t &model;
     const kis_t *skeleton; // none for a model without skin
     bool tangents;         // are tangent vectors exported?
+    kim_t *spent;          // the same model when what has been used may go, else none
 
     kmg_header_t header{};
     string_pool_t string_pool{}; // the locators' hookups
@@ -70,9 +71,12 @@ struct kmg_writer_t {
     array_dyn_t<const kix_piece_t *> piece_order{};
     array_dyn_t<kmg_piece_t> pieces{};
     array_dyn_t<vertex_order_t> vertex_orders{}; // of pieces with bones; empty without
+    bool has_repeated_pieces = false;            // is a piece written twice?
     skin_binding_t skin{};
 
     bool has_bones() const { return header.bone_count != 0; }
+    // Whether a piece's streams may go once they are in a buffer.
+    bool spends_streams() const { return spent && !has_repeated_pieces; }
     // Names the model in messages.
     const char *source_name() const { return model.source_name.c_str(); }
 };
@@ -97,10 +101,16 @@ bool build_piece_order(kmg_writer_t &writer);
 bool build_pieces(kmg_writer_t &writer);
 bool relocate_pieces(kmg_writer_t &writer);
 
+// Working memory of one piece, which the next one uses again.
+struct piece_buffers_t {
+    array_dyn_t<std::byte> bytes{};    // as they are written
+    array_dyn_t<uint16_t> positions{}; // where each vertex went
+};
+
 // kmg_vertex_data: the vertices of piece number i in piece order, interleaved as its record says, and its
 // triangles as 16-bit indices. Each with one write.
-bool write_vertex_data(const kmg_writer_t &writer, size_t i, file_t &destination);
-bool write_index_data(const kmg_writer_t &writer, size_t i, file_t &destination);
+bool write_vertex_data(const kmg_writer_t &writer, size_t i, piece_buffers_t &buffers, file_t &destination);
+bool write_index_data(const kmg_writer_t &writer, size_t i, piece_buffers_t &buffers, file_t &destination);
 
 // kmg_writer: fills a section, or the index data of a piece, of so many bytes up to its aligned size.
 bool write_padding(uint64_t bytes, file_t &destination);

@@ -7,7 +7,7 @@
 // to "_UV7", and no other.
 
 #include "tools/conv/intermediate/kim_model.h"
-#include "tools/kmg/kmg_format.h"
+#include "tools/kmg/kmg_layout_and_limits.h"
 
 namespace kestrel {
 

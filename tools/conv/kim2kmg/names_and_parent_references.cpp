@@ -1,4 +1,4 @@
-#include "tools/conv/kim2kmg/asset_path.h"
+#include "tools/conv/kim2kmg/names_and_parent_references.h"
 
 namespace kestrel {
 

@@ -1,4 +1,4 @@
-#include "tools/conv/kim2kmg/asset_path.h"
+#include "tools/conv/kim2kmg/names_and_parent_references.h"
 
 #include "kcore/strings/string.h"
 
@@ -6,7 +6,7 @@
 
 namespace kestrel {
 
-TEST(asset_path, output_names) {
+TEST(names_and_parent_references, output_names) {
     const std::pair<const char *, const char *> cases[] = {
         {"a.kim", "a.kmg"},     {"/model/truck/cab.kim", "/model/truck/cab.kmg"},
         {"a.b.kim", "a.b.kmg"}, {"dir.old\\a.kim", "dir.old\\a.kmg"},
@@ -19,7 +19,7 @@ TEST(asset_path, output_names) {
     }
 }
 
-TEST(asset_path, names_beside_an_output) {
+TEST(names_and_parent_references, names_beside_an_output) {
     const std::pair<const char *, const char *> cases[] = {
         {"/model/a.kmg", "/model/s.kis"}, {"a.kmg", "s.kis"}, {"m\\a.kmg", "m\\s.kis"}, {"/a.kmg", "/s.kis"}};
     for (const auto &[output, expected] : cases) {
@@ -29,7 +29,7 @@ TEST(asset_path, names_beside_an_output) {
     }
 }
 
-TEST(asset_path, parent_references) {
+TEST(names_and_parent_references, parent_references) {
     const struct {
         const char *path;
         bool resolved;
