@@ -11,7 +11,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <csignal>
 #include <set>
 #include <unistd.h>
 
@@ -122,7 +121,7 @@ TEST(allocation_fault, every_allocation_fails_once) {
             EXPECT_FALSE(folder.has(output));
             EXPECT_FALSE(folder.has(record));
             break;
-        case 128 + SIGABRT: // fatal by rule; then nothing vouches for what is left
+        case abnormal_end_status: // fatal by rule; then nothing vouches for what is left
             EXPECT_THAT(run.errors,
                         AnyOf(HasSubstr("Unable to allocate memory for retrofitting the triangle stream."),
                               HasSubstr("Unable to initialize new triangle stream."),

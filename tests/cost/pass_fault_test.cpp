@@ -8,7 +8,6 @@
 
 #include <gtest/gtest.h>
 
-#include <csignal>
 #include <set>
 #include <unistd.h>
 
@@ -82,7 +81,7 @@ TEST(pass_fault, a_piece_stays_as_it_was_or_the_process_ends_with_a_line_of_its_
             SCOPED_TRACE("allocation " + std::to_string(n) + "\n" + run.errors);
             status = run.status;
             ASSERT_LT(n, 1000u);
-            if (status == 128 + SIGABRT) {
+            if (status == abnormal_end_status) {
                 const size_t place = run.errors.find(source), text = run.errors.find("): ");
                 ASSERT_NE(place, std::string::npos);
                 places.insert(run.errors.substr(place, text - place));

@@ -2,6 +2,8 @@
 
 // An asset tree of its own in a temporary folder, with the program in it, that goes when the test ends.
 
+#include "tests/support/temporary_directory.h"
+
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -9,7 +11,7 @@
 namespace kestrel {
 
 struct program_run_t {
-    int status; // exit status, or 128 + the signal that ended it
+    int status; // exit status, or as the system tells an abnormal end
     std::string output;
     std::string errors;
 };
@@ -18,9 +20,6 @@ class asset_tree_t {
   public:
     // BASE/bin/linux_x64/kim2kmg and BASE/project/.
     asset_tree_t();
-    ~asset_tree_t();
-    asset_tree_t(const asset_tree_t &) = delete;
-    asset_tree_t &operator=(const asset_tree_t &) = delete;
 
     const std::filesystem::path &base() const { return base_; }
     std::filesystem::path source(const std::string &path) const { return base_ / "project" / path; }
@@ -36,7 +35,8 @@ class asset_tree_t {
     program_run_t run(const std::vector<std::string> &arguments) const;
 
   private:
-    std::filesystem::path base_;
+    const temporary_directory_t directory_;
+    const std::filesystem::path &base_ = directory_.path();
 };
 
 // Runs a program in a folder, where it leaves what it printed in stdout.txt and stderr.txt.

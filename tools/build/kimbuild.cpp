@@ -85,13 +85,13 @@ void add_options(command_line_t &command_line, build_settings_t &settings) {
 } // namespace
 
 int main(int argument_count, char **arguments) {
+    secure_standard_streams();
     build_settings_t settings;
     settings.jobs = std::max(std::thread::hardware_concurrency(), 1u);
     command_line_t command_line("kimbuild", "Brings the outputs of a tree of models up to date.", examples);
     add_options(command_line, settings);
     if (const auto status = command_line.parse(argument_count, arguments))
         return *status;
-    secure_standard_streams();
     const auto stop = make_stop_wish();
     build_status_t status = build_could_not_run;
     try {

@@ -1,11 +1,8 @@
 // The example of docs/core.md is this folder's program, word for word, and works.
 
-#include "tests/support/child_run.h"
-#include "tests/support/temporary_directory.h"
+#include "tests/support/asset_tree.h"
 
 #include <gtest/gtest.h>
-
-#include <unistd.h>
 
 namespace kestrel {
 
@@ -28,15 +25,15 @@ TEST(core_tool, prints_hashes_and_counts_failures) {
     const temporary_directory_t directory;
     directory.write("empty", "");
     const std::string path = directory / "empty", missing = directory / "missing";
-    const auto run = [&](const char *first, const char *second, const char *third) {
-        return run_in_child([=] { execl(KIM2KMG_CORE_TOOL, "core_tool", first, second, third, nullptr); });
+    const auto run = [&](const std::vector<std::string> &arguments) {
+        return run_program(KIM2KMG_CORE_TOOL, arguments, directory.path());
     };
     // The hash of nothing is a constant of the algorithm.
     const std::string line = "9ae16a3b2f90404f " + path + "\r\n";
-    const child_run_t good = run(path.c_str(), path.c_str(), "-size");
+    const program_run_t good = run({path, path, "-size"});
     EXPECT_EQ(good.status, 0);
     EXPECT_EQ(good.output, line + "  0 bytes\r\n" + line + "  0 bytes\r\n");
-    const child_run_t bad = run(missing.c_str(), path.c_str(), nullptr);
+    const program_run_t bad = run({missing, path});
     EXPECT_EQ(bad.status, 1);
     EXPECT_EQ(bad.output, line);
     EXPECT_EQ(bad.errors, "*** ERROR *** : [fs] Failed to open file '" + missing + "' in the read mode.\r\n");
