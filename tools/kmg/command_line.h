@@ -25,6 +25,7 @@ class command_line_t : public CLI::App {
         footer(examples);
         formatter(std::make_shared<plain_help_t>());
         set_version_flag("--version", name + " " KIM2KMG_VERSION);
+        allow_windows_style_options(false); // a path in the tree begins with "/"
     }
     // The exit status when there is nothing to do but to leave with it.
     std::optional<int> parse(int argument_count, char **texts) {
