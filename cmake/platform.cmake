@@ -14,5 +14,9 @@ endif()
 # The linker's options for programs that need nothing beside themselves, when KIM2KMG_STATIC asks for such.
 set(KIM2KMG_STATIC_OPTIONS)
 if(KIM2KMG_STATIC)
-  set(KIM2KMG_STATIC_OPTIONS -s $<IF:$<BOOL:${WIN32}>,-static,-static-pie>)
+  set(KIM2KMG_STATIC_OPTIONS -s -static-pie)
+  if(WIN32)
+    # Nor does a program tell when it was made: two builds give the same bytes.
+    set(KIM2KMG_STATIC_OPTIONS -s -static -Wl,--no-insert-timestamp)
+  endif()
 endif()

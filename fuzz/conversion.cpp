@@ -1,77 +1,19 @@
-// A whole conversion, from two texts to the output and its dependency file, over a file system in memory,
-// with every combination of passes. Checked is what convert_file promises: both files or none; a failure is
-// reported; the sources stay; nothing stays open; and the output is sound for the inspectors.
+// A whole conversion of texts as they come, with every combination of passes.
 
-#include "fuzz/check.h"
+#include "fuzz/conversion_in_memory.h"
 #include "fuzz/target.h"
-#include "tests/support/fake_platform.h"
-#include "tools/conv/kim2kmg/convert_file.h"
-#include "tools/kmg/kmg_check.h"
 
 namespace kestrel {
-
-static const std::string model_path = "/base/project/m.kim";
-static const std::string skeleton_path = "/base/project/s.kis";
-static const std::string output_path = "/base/rsrc/project/@cache/m.kmg";
-static const std::string record_path = "/base/rsrc/project/@dep/m.kmg";
-
-static option_flags_t options_from_bits(uint8_t bits) {
-    return {.tangent = (bits & 1) != 0,
-            .discard_bad_triangles = (bits & 2) != 0,
-            .merge_part_pieces = (bits & 4) != 0,
-            .optimize_for_vertex_cache = (bits & 8) != 0,
-            .verbose = (bits & 16) != 0};
-}
-
-// What wild numbers of a model lead to; all else must be sound.
-static bool comes_from_the_numbers(finding_code_t code) {
-    switch (code) {
-    case finding_code_t::not_finite:
-    case finding_code_t::bone_inverse:
-    case finding_code_t::bone_rotation:
-    case finding_code_t::bone_sign:
-    case finding_code_t::bone_local:
-    case finding_code_t::box:
-    case finding_code_t::sphere:
-        return true;
-    default:
-        return false;
-    }
-}
-
-static void check_output(const std::string &output) {
-    for (const kmg_finding_t &finding : check_kmg(std::as_bytes(std::span(output))))
-        promise(kind_of(finding.code).severity != severity_t::error || comes_from_the_numbers(finding.code),
-                finding.text.c_str());
-}
 
 void fuzz_conversion(fuzz_input_t input) {
     if (input.empty())
         return;
     constexpr std::string_view separator = "\n%%\n";
-    const std::string_view text = text_of(input.subspan(1));
+    const std::string_view text(reinterpret_cast<const char *>(input.data()) + 1, input.size() - 1);
     const size_t model_end = text.find(separator);
-
-    message_counter_t messages;
-    fake_file_system_t system;
-    fake_platform_t &platform = system.platform();
-    platform.add_file(model_path, text.substr(0, model_end));
-    if (model_end != std::string_view::npos)
-        platform.add_file(skeleton_path, text.substr(model_end + separator.size()));
-    const auto sources = platform.files();
-
-    rcfs_device_t device(*file_system(), "/base", "project");
-    const bool converted = convert_file(device, "/m.kim", options_from_bits(input[0]));
-    auto left = platform.files();
-    promise(left.contains(output_path) == converted, "there is an output exactly after a success");
-    promise(left.contains(record_path) == converted, "there is a dependency file exactly after a success");
-    promise(converted || messages.errors() != 0, "a failure is reported");
-    promise(platform.open_file_count() == 0, "nothing stays open");
-    if (converted)
-        check_output(left[output_path]);
-    left.erase(output_path);
-    left.erase(record_path);
-    promise(left == sources, "the sources stay as they were, and nothing else is written");
+    const std::string_view skeleton =
+        model_end == std::string_view::npos ? "" : text.substr(model_end + separator.size());
+    convert_in_memory(text.substr(0, model_end), skeleton, options_from_bits(input[0]));
 }
 
 } // namespace kestrel

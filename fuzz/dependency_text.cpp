@@ -9,7 +9,7 @@
 
 namespace kestrel {
 
-static std::string written(const dependency_record_t &record) {
+static std::string text_of(const dependency_record_t &record) {
     std::string text = std::string("version:") + record.version().c_str() + "\r\n";
     for (const string_dyn_t &source : record.sources())
         text += std::string(source.c_str()) + "\r\n";
@@ -24,8 +24,9 @@ static bool equal(const dependency_record_t &a, const dependency_record_t &b) {
 
 void fuzz_dependency_text(fuzz_input_t input) {
     message_counter_t messages;
+    const std::string_view text(reinterpret_cast<const char *>(input.data()), input.size());
     dependency_record_t record;
-    if (!parse_dependency_text(text_of(input), record, "/m.kmg")) {
+    if (!parse_dependency_text(text, record, "/m.kmg")) {
         promise(messages.errors() != 0, "a refused dependency file is reported");
         promise(record.version().empty() && record.sources().empty(), "a refused file changes nothing");
         return;
@@ -37,7 +38,7 @@ void fuzz_dependency_text(fuzz_input_t input) {
         if (source.empty())
             return; // a word that begins with a NUL; no record of the converter's has one
     dependency_record_t again;
-    promise(parse_dependency_text(written(record), again, "/m.kmg"), "a record can be read back");
+    promise(parse_dependency_text(text_of(record), again, "/m.kmg"), "a record can be read back");
     promise(equal(record, again), "reading back gives the same record");
 }
 

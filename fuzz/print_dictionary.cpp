@@ -16,37 +16,44 @@ static void print_entry(std::string_view text) {
 }
 
 int main() {
-    // A line each, as they stand in a text.
-    constexpr std::string_view others = R"---("_POSITION"
-"_NORMAL"
-"_TANGENT"
-"_RGBA"
-"_FACTOR"
-"_UV0"
-"_TEXCOORD7"
-"rvk2.leaves."
-"rvk2.dif.billb."
-"s.kis"
-"""
-: 0
-: 4294967295
- { } 
-0 ( 0 1 2 )
-0 ( 0.0 0.0 0.0 )
--1
-0x7fffffff
-017
-1.0f
-.1e1
-1e39
-&3f800000
-&7f800000
-$0000803f
-1e-45
-#
-)---";
+    constexpr std::string_view others[] = {"\"_POSITION\"",
+                                           "\"_NORMAL\"",
+                                           "\"_TANGENT\"",
+                                           "\"_RGBA\"",
+                                           "\"_FACTOR\"",
+                                           "\"_UV0\"",
+                                           "\"_UV1\"",
+                                           "\"_TEXCOORD0\"",
+                                           "\"_TEXCOORD7\"",
+                                           "\"rvk2.leaves.\"",
+                                           "\"rvk2.dif.billb.\"",
+                                           "\"s.kis\"",
+                                           "\"\"",
+                                           "\"\"\"",
+                                           ": 0 ",
+                                           ": 1 ",
+                                           ": 4294967295 ",
+                                           " { ",
+                                           " } ",
+                                           "0 ( 0 1 2 )",
+                                           "0 ( 0.0 0.0 0.0 )",
+                                           "-1",
+                                           "0x7fffffff",
+                                           "017",
+                                           "08",
+                                           "1.0f",
+                                           ".1e1",
+                                           "-.5",
+                                           "1e38",
+                                           "1e39",
+                                           "&3f800000",
+                                           "&7f800000",
+                                           "$0000803f",
+                                           "&80000000",
+                                           "1e-45",
+                                           "#"};
     for (const std::string_view keyword : kestrel::keywords)
         print_entry(keyword);
-    for (size_t begin = 0, end; (end = others.find('\n', begin)) != others.npos; begin = end + 1)
-        print_entry(others.substr(begin, end - begin));
+    for (const std::string_view other : others)
+        print_entry(other);
 }

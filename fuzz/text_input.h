@@ -9,6 +9,10 @@
 
 namespace kestrel {
 
+inline std::string_view text_of(fuzz_input_t input) {
+    return {reinterpret_cast<const char *>(input.data()), input.size()};
+}
+
 // From 64 bytes to 4 KiB; the input's length chooses.
 inline size_t small_window(std::string_view text) {
     return (text_window_t::least_size << text.size() % 7) + text.size() % 3;

@@ -29,12 +29,23 @@ test_packages=(libgtest-dev libgmock-dev make python3)
 fuzz_packages=(clang libclang-rt-dev)
 benchmark_packages=(libbenchmark-dev libmeshoptimizer-dev)
 
-# build PRESET [CMAKE-OPTION...]: configures and builds into build/PRESET.
-build() {
+# configure PRESET [CMAKE-OPTION...]: into build/PRESET.
+configure() {
     local preset=$1
     shift
     say "building preset $preset"
     cmake --preset "$preset" "$@" >build-"$preset".log 2>&1 || { cat build-"$preset".log >&2; rm -f build-"$preset".log; return 1; }
     rm -f build-"$preset".log
-    cmake --build --preset "$preset" >&2
+}
+
+# build PRESET [CMAKE-OPTION...]: configures and builds everything.
+build() {
+    configure "$@"
+    cmake --build --preset "$1" >&2
+}
+
+# build_only PRESET TARGET...: configures and builds these.
+build_only() {
+    configure "$1"
+    cmake --build --preset "$1" --target "${@:2}" >&2
 }

@@ -37,7 +37,7 @@ struct state_folder_t {
     asset_tree_t tree;
     tree_paths_t paths;
     state_folder_t() {
-        paths.own = tree.base() / "own";
+        paths.own = tree.base().string() + "/own";
         std::filesystem::create_directories(paths.own);
     }
     std::filesystem::path file(const char *name) const { return std::filesystem::path(paths.own) / name; }

@@ -1,6 +1,7 @@
 """kimbuild from outside: what is converted and why, crashes, kills, full disks, two at once, watching, other engines.
 
-    python3 tests/build/kimbuild.py build/dev/tools/build/kimbuild build/dev/tools/conv/kim2kmg/kim2kmg samples [NAME...]
+    python3 tests/build/kimbuild.py build/dev/tools/build/kimbuild build/dev/tools/conv/kim2kmg/kim2kmg \
+        build/dev/tools/lint/kimlint samples [NAME...]
 
 Each check has a tree of its own in a temporary folder. What a check needs and the machine does not give (root, a mount)
 is reported as skipped. Exit status 1 when a check failed.
@@ -17,7 +18,7 @@ import sys
 import tempfile
 import time
 
-kimbuild, kim2kmg, samples = (pathlib.Path(argument).resolve() for argument in sys.argv[1:4])
+kimbuild, kim2kmg, kimlint, samples = (pathlib.Path(argument).resolve() for argument in sys.argv[1:5])
 NOBODY = 65534
 KNIGHT, KNIGHT_BONES, BUSH = "/model/actor/knight.kim", "/model/actor/knight.kis", "/model/city/bush.kim"
 
@@ -27,13 +28,13 @@ class Skipped(Exception):
 
 
 class Tree:
-    """BASE/bin/linux_x64/ with both programs, and BASE/proj with the samples."""
+    """BASE/bin/linux_x64/ with the programs, and BASE/proj with the samples."""
 
     def __init__(self, base):
         self.base = pathlib.Path(base)
         self.programs = self.base / "bin/linux_x64"
         self.programs.mkdir(parents=True)
-        for program in (kimbuild, kim2kmg):
+        for program in (kimbuild, kim2kmg, kimlint):
             shutil.copy(program, self.programs)
         self.sources = self.base / "proj"
         shutil.copytree(samples, self.sources)
@@ -163,6 +164,24 @@ def messages_of_many_models(tree):
     assert set(tree.converted("--optimize", status=1)) == set(broken)
     first = tree.run("--force", "--stop-at-first", "--jobs", "2", status=1)
     assert "_broken.kim:" in first.out and ", left " in first.out, first.out
+
+
+def findings_of_the_checker(tree):
+    """Of what was converted or failed to be, once, whatever the number of processes."""
+    wrong = re.sub(rb"MaterialCount: *\d+", b"MaterialCount: 99", tree.source(BUSH).read_bytes())
+    for name in "a", "b", "c":
+        tree.add(f"/odd/{name}.kim", wrong)
+    tree.add("/odd/d.kim", b"Header {\n")
+    errors = {tree.run("--force", "--lint", "--jobs", jobs, "/odd", status=1).err for jobs in ("1", "3")}
+    assert len(errors) == 1
+    lines = errors.pop().splitlines()
+    places = [line.split(": ")[0] for line in lines if "[count_unchecked]" in line]
+    assert [re.sub(r":\d+:\d+$", "", place) for place in places] == [
+        f"{tree.sources}/odd/{name}.kim" for name in "abc"], lines
+    assert any("d.kim:2:1: error: found the end of the file" in line for line in lines), lines
+    assert "kimlint" not in tree.run("--lint", "/odd/a.kim").err
+    (tree.programs / "kimlint").unlink()
+    assert "kimlint cannot be started" in tree.run("--lint", "--force", "/odd/a.kim").err
 
 
 def a_crash_costs_one_model(tree):
@@ -398,14 +417,14 @@ def with_make(tree):
     assert "--depfile" in make()
 
 
-checks = [what_is_out_of_date, a_skeleton_that_goes_and_comes, messages_of_many_models, a_crash_costs_one_model,
-          stopped_at_any_moment, two_at_once, full_and_read_only_disks, strange_trees, folders_that_may_not_be_read,
-          orphans, shares, watching, with_ninja, with_make]
+checks = [what_is_out_of_date, a_skeleton_that_goes_and_comes, messages_of_many_models, findings_of_the_checker,
+          a_crash_costs_one_model, stopped_at_any_moment, two_at_once, full_and_read_only_disks, strange_trees,
+          folders_that_may_not_be_read, orphans, shares, watching, with_ninja, with_make]
 
 failed = 0
 for check in checks:
     name = check.__name__
-    if sys.argv[4:] and name not in sys.argv[4:]:
+    if sys.argv[5:] and name not in sys.argv[5:]:
         continue
     with tempfile.TemporaryDirectory(prefix="kimbuild-") as base:
         try:

@@ -116,6 +116,11 @@ worst_input_t line_feeds_and_errors(size_t bytes) {
     return repeated("\n*", bytes);
 }
 
+// A number that no window holds.
+worst_input_t one_long_token(size_t bytes) {
+    return {"Header{FormatVersion:" + std::string(bytes, '0') + "5 Source:\"\"Type:}", ""};
+}
+
 worst_input_t dependencies(size_t bytes) {
     return repeated("Dependency:\"\"", bytes, "Header{FormatVersion:5 Source:\"\"Type:\"\"Name:\"\"");
 }
@@ -341,13 +346,14 @@ worst_input_t boasting_skin_streams(size_t bytes) {
     return {model.content(), skeleton_of(1)};
 }
 
-constexpr uint64_t of_texts = 64;
-constexpr uint64_t of_floats = 4;
+constexpr double of_texts = 48;
+constexpr double of_floats = 3.5;
 
 constexpr worst_kind_t kinds[] = {
     {"keyword_beginnings", keyword_beginnings, of_floats, false},
     {"line_feeds_and_errors", line_feeds_and_errors, of_floats, false},
     {"dependencies", dependencies, of_floats, false},
+    {"one_long_token", one_long_token, of_floats, false},
     {"empty_aliases", empty_aliases, of_texts, false},
     {"empty_text_items", empty_text_items, of_texts, false},
     {"bone_names", bone_names, of_texts, false},

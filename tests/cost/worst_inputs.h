@@ -17,8 +17,8 @@ struct worst_kind_t {
     const char *name;
     // An input of about so many bytes.
     worst_input_t (*make)(size_t bytes);
-    // The most bytes held at once for each byte of the files.
-    uint64_t memory_factor;
+    // The most bytes held at once for each byte of the files, beside the window that they are read through.
+    double memory_factor;
     // Does it end in a geometry file? Those that do not are refused, some of them only by the writer.
     bool converts;
 

@@ -79,7 +79,8 @@ TEST_F(gltf2kim, writes_a_skeleton_for_a_skinned_model) {
 
 TEST_F(gltf2kim, reads_buffers_from_its_own_folder_only) {
     fs::copy(folder() / "pete_gear.bin", tree_.base() / "outside.bin");
-    fs::create_symlink(tree_.base() / "outside.bin", folder() / "link.bin");
+    std::error_code no_links_here; // then the name is missing, and refused as well
+    fs::create_symlink(tree_.base() / "outside.bin", folder() / "link.bin", no_links_here);
     fs::create_directory(folder() / "sub");
     fs::copy(folder() / "pete_gear.bin", folder() / "sub" / "a b.bin");
     EXPECT_EQ(run_with_buffer("sub/a%20b.bin").status, 0);
@@ -99,17 +100,16 @@ TEST_F(gltf2kim, writes_over_nothing_but_models) {
     fs::create_directory(folder() / "folder.kim");
     fs::copy(folder() / "pete_gear.gltf", folder() / "same.kim");
     fs::create_hard_link(folder() / "pete_gear.gltf", folder() / "hard.kim");
-    fs::create_symlink("/dev/null", folder() / "null.kim");
-    for (const auto &arguments :
-         std::vector<std::vector<std::string>>{{"pete_gear.gltf", "pete_gear.bin"},
-                                               {"same.kim", "same.kim"},
-                                               {"pete_gear.gltf", "hard.kim"},
-                                               {"pete_gear.gltf", "folder.kim"},
-                                               {"pete_gear.gltf", "null.kim"},
-                                               {"pete_gear.gltf", "none/a.kim"},
-                                               {"none.glb"},
-                                               {"--numbers", "octal", "pete_gear.gltf"},
-                                               {"--effects", "none.txt", "pete_gear.gltf"}}) {
+    std::vector<std::vector<std::string>> refused{
+        {"pete_gear.gltf", "pete_gear.bin"},      {"same.kim", "same.kim"},
+        {"pete_gear.gltf", "hard.kim"},           {"pete_gear.gltf", "folder.kim"},
+        {"pete_gear.gltf", "none/a.kim"},         {"none.glb"},
+        {"--numbers", "octal", "pete_gear.gltf"}, {"--effects", "none.txt", "pete_gear.gltf"}};
+    std::error_code no_links_here;
+    fs::create_symlink("/dev/null", folder() / "null.kim", no_links_here);
+    if (!no_links_here)
+        refused.push_back({"pete_gear.gltf", "null.kim"});
+    for (const auto &arguments : refused) {
         const size_t before = file_count();
         const program_run_t result = run(arguments);
         EXPECT_EQ(result.status, 2) << arguments.back();

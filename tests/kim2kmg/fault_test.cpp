@@ -127,7 +127,7 @@ TEST_P(fault_test, one_operation_fails) {
         // A file that was opened and cannot be asked for its size ends the process.
         const child_run_t child = run_in_child([&] { run(n, fault_t::fails); });
         if (child.status != 0) {
-            EXPECT_EQ(child.status, 128 + SIGABRT);
+            EXPECT_EQ(child.status, abnormal_end_status);
             ++failures;
             continue;
         }
@@ -159,7 +159,7 @@ TEST_P(fault_test, every_operation_fails_from_one_on) {
     for (size_t n = 1; n <= operations_; ++n) {
         const child_run_t child = run_in_child([&] { run(n, fault_t::all_fail); });
         if (child.status != 0) {
-            EXPECT_EQ(child.status, 128 + SIGABRT);
+            EXPECT_EQ(child.status, abnormal_end_status);
             continue;
         }
         const outcome_t outcome = run(n, fault_t::all_fail);

@@ -121,15 +121,19 @@ TEST_F(kmg_tools, glb_is_written_whole_or_not_at_all) {
         std::map<std::string, std::string> files;
         for (const auto &entry : std::filesystem::directory_iterator(tree_.base()))
             if (entry.is_regular_file() && !entry.path().filename().string().starts_with("std"))
-                files[entry.path().filename()] = read_whole_file(entry.path());
+                files[entry.path().filename().string()] = read_whole_file(entry.path());
         return files;
     };
     std::filesystem::copy(tree_.base() / "good.kmg", tree_.base() / "copy");
-    std::filesystem::create_symlink("copy", tree_.base() / "link");
+    std::vector<std::string> refused{"good.kmg", "copy", "bin", "/dev/null", "new.kmg", "folder/out.glb"};
+    std::error_code no_links_here;
+    std::filesystem::create_symlink("copy", tree_.base() / "link", no_links_here);
+    if (!no_links_here)
+        refused.push_back("link");
     write_whole_file(tree_.base() / "old.glb", "old");
     const auto before = contents();
     // Neither input nor any other geometry file, folder or device is written over, and no folder is made.
-    for (const char *output : {"good.kmg", "copy", "link", "bin", "/dev/null", "new.kmg", "folder/out.glb"}) {
+    for (const std::string &output : refused) {
         EXPECT_EQ(glb({"good.kmg", "-o", output}).status, 2) << output;
         EXPECT_EQ(contents(), before) << output;
     }
@@ -167,7 +171,7 @@ TEST_F(kmg_tools, every_option_is_in_the_manual_and_completed) {
                                                {KIM2KMG_KMG2GLB, "kmginfo"},
                                                {KIM2KMG_GLTF2KIM, "gltf2kim"}}) {
         const std::string completion = read_whole_file(docs / "completion" / completions);
-        const std::string name = std::filesystem::path(program).filename();
+        const std::string name = std::filesystem::path(program).stem().string();
         std::string manual = read_whole_file(docs / "man" / (name + ".1"));
         std::erase(manual, '\\');
         const std::string help = run_program(program, {"--help"}, tree_.base()).output;

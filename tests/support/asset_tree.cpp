@@ -3,13 +3,12 @@
 #include <algorithm>
 #include <fstream>
 #include <iterator>
-#include <unistd.h>
 
 namespace kestrel {
 
 namespace fs = std::filesystem;
 
-asset_tree_t::asset_tree_t() : base_(folder_ / "") {
+asset_tree_t::asset_tree_t() {
     fs::create_directories(base_ / "bin/linux_x64");
     fs::create_directories(base_ / "project");
     fs::copy_file(KIM2KMG_PROGRAM, base_ / "bin/linux_x64/kim2kmg");
@@ -25,26 +24,13 @@ std::vector<std::string> asset_tree_t::products() const {
     if (fs::exists(base_ / "rsrc"))
         for (const auto &entry : fs::recursive_directory_iterator(base_ / "rsrc"))
             if (!entry.is_directory())
-                files.push_back(fs::relative(entry.path(), base_ / "rsrc").string());
+                files.push_back(fs::relative(entry.path(), base_ / "rsrc").generic_string());
     std::sort(files.begin(), files.end());
     return files;
 }
 
 program_run_t asset_tree_t::run(const std::vector<std::string> &arguments) const {
     return run_program((base_ / "bin/linux_x64/kim2kmg").string(), arguments, base_);
-}
-
-program_run_t run_program(const std::string &program, const std::vector<std::string> &arguments,
-                          const fs::path &folder) {
-    std::vector<char *> argv{const_cast<char *>(program.c_str())};
-    for (const std::string &argument : arguments)
-        argv.push_back(const_cast<char *>(argument.c_str()));
-    argv.push_back(nullptr);
-    return run_in_child([&] {
-        if (chdir(folder.c_str()) == 0)
-            execv(program.c_str(), argv.data());
-        _exit(127);
-    });
 }
 
 std::string read_whole_file(const fs::path &path) {

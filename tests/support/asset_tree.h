@@ -2,7 +2,6 @@
 
 // An asset tree of its own in a temporary folder, with the program in it, that goes when the test ends.
 
-#include "tests/support/child_run.h"
 #include "tests/support/temporary_directory.h"
 
 #include <filesystem>
@@ -11,7 +10,11 @@
 
 namespace kestrel {
 
-using program_run_t = child_run_t;
+struct program_run_t {
+    int status; // exit status, or as the system tells an abnormal end
+    std::string output;
+    std::string errors;
+};
 
 class asset_tree_t {
   public:
@@ -32,8 +35,8 @@ class asset_tree_t {
     program_run_t run(const std::vector<std::string> &arguments) const;
 
   private:
-    temporary_directory_t folder_;
-    std::filesystem::path base_;
+    const temporary_directory_t directory_;
+    const std::filesystem::path &base_ = directory_.path();
 };
 
 // Runs a program in a folder.

@@ -7,8 +7,15 @@
 
 namespace kestrel {
 
+// Of a process that ended itself because its own rules are broken.
+#ifdef _WIN32
+constexpr int abnormal_end_status = static_cast<int>(0xC0000025);
+#else
+constexpr int abnormal_end_status = 128 + 6; // SIGABRT
+#endif
+
 struct child_run_t {
-    int status; // exit status, or 128 + the signal that ended it
+    int status; // exit status, or abnormal_end_status and the like
     std::string output;
     std::string errors;
 };

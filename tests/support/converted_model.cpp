@@ -21,12 +21,12 @@ static std::string text_of(const fs::path &file) {
 }
 
 converted_model_t::converted_model_t(const fs::path &file, bool tangents) {
-    model = parse_model_text(text_of(file), file.c_str(), owners);
+    model = parse_model_text(text_of(file), file.string().c_str(), owners);
     if (!model)
         throw std::runtime_error("cannot parse " + file.string());
     if (model->has_skinning()) {
         const fs::path skeleton_file = file.parent_path() / model->global->skeleton.c_str();
-        skeleton = parse_skeleton_text(text_of(skeleton_file), skeleton_file.c_str(), owners);
+        skeleton = parse_skeleton_text(text_of(skeleton_file), skeleton_file.string().c_str(), owners);
         if (!skeleton)
             throw std::runtime_error("cannot parse " + skeleton_file.string());
     }

@@ -2,10 +2,10 @@
 
 // Small valid models and a skeleton as texts, and the edits that break them.
 
-#include <initializer_list>
 #include <stdexcept>
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace kestrel {
 
@@ -78,8 +78,8 @@ inline std::string edited(std::string text, const std::string &from, const std::
     return text.replace(at, from.size(), to);
 }
 
-using edits_t = std::initializer_list<std::pair<std::string, std::string>>;
-inline std::string edited(std::string text, edits_t edits) {
+using edits_t = std::vector<std::pair<std::string, std::string>>;
+inline std::string edited(std::string text, const edits_t &edits) {
     for (const auto &[from, to] : edits)
         text = edited(std::move(text), from, to);
     return text;

@@ -2,6 +2,7 @@
 
 #include "kcore/collections/city_hash.h"
 #include "tools/build/console.h"
+#include "tools/build/lint_models.h"
 #include "tools/build/ninja.h"
 #include "tools/build/prune.h"
 
@@ -191,6 +192,8 @@ bool build_t::convert(std::span<const task_t> tasks, conversion_listener_t &list
     conversions_t conversions(paths_, converter_, *state_, *stamps_, stop_,
                               {settings_.jobs, settings_.stop_at_first});
     conversions.run(convertible, listener);
+    if (settings_.lint && !stop_.came())
+        lint_models(paths_, convertible, settings_.jobs, stop_);
     return true;
 }
 

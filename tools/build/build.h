@@ -28,6 +28,7 @@ struct build_settings_t {
     bool force = false;
     bool dry_run = false;
     bool explain = false;
+    bool lint = false; // shows what is wrong with the sources of what it converts
     bool verbose = false;
     bool prune = false;
     bool check_outputs = false; // whether they are those that were made

@@ -17,6 +17,7 @@ constexpr char examples[] = R"(Examples:
   kimbuild samples /model/actor          in one folder only
   kimbuild samples --dry-run             what would be converted, and why
   kimbuild samples --optimize --watch    convert what is saved, as it is saved
+  kimbuild samples --lint                and what is wrong with those models
   kimbuild samples --shard 2/4           the second of four machines
   kimbuild samples --ninja models.ninja  leave the work to Ninja
 
@@ -54,6 +55,8 @@ void add_options(command_line_t &command_line, build_settings_t &settings) {
         ->type_name("N")
         ->check(CLI::Range(1, 1024));
     command_line.add_flag("--stop-at-first", settings.stop_at_first, "stop at the first model that fails");
+    command_line.add_flag("--lint", settings.lint,
+                          "show what is wrong with the sources of what is converted");
     command_line.add_flag("--prune", settings.prune, "remove outputs whose source is gone");
     command_line.add_flag("-v,--verbose", settings.verbose, "show the converter's information lines, too");
     command_line.add_option("--json", settings.json, "write a report for machines")->type_name("FILE");
@@ -82,13 +85,13 @@ void add_options(command_line_t &command_line, build_settings_t &settings) {
 } // namespace
 
 int main(int argument_count, char **arguments) {
+    secure_standard_streams();
     build_settings_t settings;
     settings.jobs = std::max(std::thread::hardware_concurrency(), 1u);
     command_line_t command_line("kimbuild", "Brings the outputs of a tree of models up to date.", examples);
     add_options(command_line, settings);
     if (const auto status = command_line.parse(argument_count, arguments))
         return *status;
-    secure_standard_streams();
     const auto stop = make_stop_wish();
     build_status_t status = build_could_not_run;
     try {

@@ -6,10 +6,15 @@
 #include "tools/build/console.h"
 #include "tools/build/platform/files.h"
 
+#include <algorithm>
+
 namespace kestrel {
 
 // Without "/" at the end, and not leaving the base: its products would lie anywhere.
-static std::optional<std::string> plain_root(std::string_view root) {
+static std::optional<std::string> plain_root(std::string_view given) {
+    std::string text(given);
+    std::replace(text.begin(), text.end(), '\\', '/');
+    std::string_view root = text;
     while (root.ends_with('/'))
         root.remove_suffix(1);
     while (root.starts_with("./"))
@@ -27,6 +32,7 @@ std::optional<tree_paths_t> find_tree_paths(const std::string &root) {
             "the tree is found by this program's own place, BASE/bin/PLATFORM/, and it does not lie in one");
         return std::nullopt;
     }
+    program.replace_all('\\', '/');
     const auto plain = plain_root(root);
     if (!plain) {
         say_error("ROOT is the name of a folder in " + std::string(base.view()) + ", not '" + root + "'");
@@ -42,6 +48,8 @@ std::optional<tree_paths_t> find_tree_paths(const std::string &root) {
     paths.own = products + "/@build";
     const std::string_view own_path = program.view();
     paths.converter = std::string(own_path.substr(0, own_path.rfind('/') + 1)) + "kim2kmg";
+    if (own_path.ends_with(".exe"))
+        paths.converter += ".exe";
     if (is_folder(paths.sources))
         return paths;
     say_error("there is no folder " + paths.sources);

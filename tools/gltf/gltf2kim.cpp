@@ -1,13 +1,13 @@
 // gltf2kim: turns glTF 2.0 into a text model, and a text skeleton when it is skinned, for the converter.
 
 #include "kcore/messages/messages.h"
+#include "kcore/strings/utf8_path.h"
 #include "tools/gltf/gltf_import.h"
 #include "tools/gltf/gltf_names.h"
 #include "tools/gltf/imported_model_text.h"
 #include "tools/kmg/command_line.h"
 
 #include <algorithm>
-#include <filesystem>
 
 namespace kestrel {
 
@@ -39,7 +39,7 @@ class folder_t {
 
     std::vector<std::byte> read(const std::string &name) {
         std::error_code error;
-        const fs::path relative(name);
+        const fs::path relative = utf8_path(name);
         const fs::path real = fs::canonical(folder_ / relative, error);
         if (name.empty() || relative.is_absolute() || name.find("://") != std::string::npos ||
             name.find('\0') != std::string::npos)
@@ -52,7 +52,7 @@ class folder_t {
             gltf_fail("\"", quotable(name), "\" is outside the folder of the glTF file");
         if (!fs::is_regular_file(real, error))
             gltf_fail("\"", quotable(name), "\" is no regular file");
-        auto bytes = read_file(real.string());
+        auto bytes = read_file(utf8_text(real));
         if (!bytes)
             gltf_fail("\"", quotable(name), "\" cannot be read");
         read_.push_back(real);
@@ -94,7 +94,7 @@ bool may_be_written(const fs::path &output, std::span<const fs::path> inputs) {
     std::error_code error;
     for (const fs::path &input : inputs)
         if (fs::equivalent(output, input, error)) {
-            msg_error("%s: is a file that is read here and is not written over", output.c_str());
+            msg_error("%s: is a file that is read here and is not written over", utf8_text(output).c_str());
             return false;
         }
     return true;
@@ -102,7 +102,7 @@ bool may_be_written(const fs::path &output, std::span<const fs::path> inputs) {
 
 std::unique_ptr<output_file_t> write_text(const fs::path &path, const imported_model_t &model,
                                           const model_text_style_t &style, auto write) {
-    auto file = output_file_t::create(path.string());
+    auto file = output_file_t::create(utf8_text(path));
     if (file) {
         text_writer_t out([&](std::string_view bytes) {
             file->write(std::as_bytes(std::span(bytes)));
@@ -116,16 +116,16 @@ std::unique_ptr<output_file_t> write_text(const fs::path &path, const imported_m
 
 // Both stand complete before either appears.
 bool write_files(const imported_model_t &model, const request_t &request) {
-    const fs::path output(request.output);
+    const fs::path output = utf8_path(request.output);
     const fs::path skeleton_path = fs::path(output).replace_extension(".kis");
-    const model_text_style_t style{quotable(output.stem().string()), skeleton_path.filename().string(),
+    const model_text_style_t style{quotable(utf8_text(output.stem())), utf8_text(skeleton_path.filename()),
                                    request.numbers == "bits" ? number_style_t::bit_patterns
                                                              : number_style_t::shortest_decimals};
     const auto model_file = write_text(output, model, style, write_model_text);
     if (model.bones.empty())
         return model_file && model_file->commit();
     if (quotable(style.skeleton) != style.skeleton) {
-        msg_error("%s: a model cannot name a skeleton like that", skeleton_path.c_str());
+        msg_error("%s: a model cannot name a skeleton like that", utf8_text(skeleton_path).c_str());
         return false;
     }
     const auto skeleton_file = write_text(skeleton_path, model, style, write_skeleton_text);
@@ -138,7 +138,7 @@ int convert(request_t &request) {
     const auto bytes = read_file(request.input);
     if (!bytes)
         return status_unreadable;
-    folder_t folder(request.input);
+    folder_t folder(utf8_path(request.input));
     imported_model_t model;
     try {
         const gltf_source_t source =
@@ -151,8 +151,8 @@ int convert(request_t &request) {
     for (const std::string &note : model.notes)
         msg_warning("%s: %s", request.input.c_str(), note.c_str());
     std::vector<fs::path> inputs = folder.files_read();
-    inputs.push_back(request.input);
-    const fs::path output(request.output);
+    inputs.push_back(utf8_path(request.input));
+    const fs::path output = utf8_path(request.output);
     if (!may_be_written(output, inputs) ||
         (!model.bones.empty() && !may_be_written(fs::path(output).replace_extension(".kis"), inputs)))
         return status_unreadable;
@@ -185,8 +185,8 @@ int main(int argument_count, char **arguments) {
         if (const auto status = line.parse(argument_count, arguments))
             return *status;
         if (request.output.empty())
-            request.output = fs::path(request.input).replace_extension(".kim").string();
-        if (fs::path(request.output).extension() != ".kim") {
+            request.output = utf8_text(utf8_path(request.input).replace_extension(".kim"));
+        if (utf8_path(request.output).extension() != ".kim") {
             msg_error("%s: a text model's name ends in .kim", request.output.c_str());
             return status_unreadable;
         }

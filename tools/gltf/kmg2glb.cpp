@@ -1,12 +1,12 @@
 // kmg2glb: turns geometry files into binary glTF, for any viewer.
 
 #include "kcore/messages/messages.h"
+#include "kcore/strings/utf8_path.h"
 #include "tools/gltf/gltf_export.h"
 #include "tools/kmg/command_line.h"
 #include "tools/kmg/kmg_check.h"
 
 #include <algorithm>
-#include <filesystem>
 #include <set>
 
 namespace kestrel {
@@ -50,7 +50,7 @@ status_t convert(const std::string &input, const std::string &output, const gltf
     const auto file = output_file_t::create(output);
     if (!file)
         return status_unreadable;
-    const std::string name = std::filesystem::path(input).stem().string();
+    const std::string name = utf8_text(utf8_path(input).stem());
     gltf_changes_t changes;
     if (!export_glb(*kmg_reader_t::open(*bytes), name, options, changes,
                     [&](std::span<const std::byte> part) { file->write(part); })) {
@@ -68,9 +68,8 @@ status_t convert_all(const request_t &request) {
     status_t status = status_good;
     std::set<std::string> outputs;
     for (const std::string &input : request.files) {
-        const std::string output = request.output.empty()
-                                       ? std::filesystem::path(input).replace_extension(".glb").string()
-                                       : request.output;
+        const std::string output =
+            request.output.empty() ? utf8_text(utf8_path(input).replace_extension(".glb")) : request.output;
         status_t of_file = status_unreadable;
         if (outputs.insert(output).second)
             of_file = convert(input, output, request.options);

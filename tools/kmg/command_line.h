@@ -2,6 +2,7 @@
 
 // What the command lines of the tools for geometry files have in common: help with examples and a version.
 
+#include "kcore/core/platform/process.h"
 #include "tools/kmg/file_bytes.h"
 
 #include <CLI/CLI.hpp>
@@ -24,11 +25,13 @@ class command_line_t : public CLI::App {
         footer(examples);
         formatter(std::make_shared<plain_help_t>());
         set_version_flag("--version", name + " " KIM2KMG_VERSION);
+        allow_windows_style_options(false); // a path in the tree begins with "/"
     }
     // The exit status when there is nothing to do but to leave with it.
-    std::optional<int> parse(int argument_count, char **arguments) {
+    std::optional<int> parse(int argument_count, char **texts) {
+        const std::span<char *const> arguments = program_arguments(argument_count, texts);
         try {
-            CLI::App::parse(argument_count, arguments);
+            CLI::App::parse(static_cast<int>(arguments.size()), arguments.data());
             return std::nullopt;
         } catch (const CLI::ParseError &error) {
             return exit(error) == 0 ? status_good : status_unreadable;

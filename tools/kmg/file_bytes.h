@@ -4,6 +4,7 @@
 // an end with a message when memory runs out.
 
 #include <cstddef>
+#include <cstdio>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -43,12 +44,13 @@ class output_file_t {
     bool commit();
 
   private:
-    output_file_t(std::string path, std::string temporary, int descriptor)
-        : path_(std::move(path)), temporary_(std::move(temporary)), descriptor_(descriptor) {}
+    output_file_t(std::string path, std::string temporary, std::FILE *file)
+        : path_(std::move(path)), temporary_(std::move(temporary)), file_(file) {}
 
     std::string path_, temporary_;
-    int descriptor_;
+    std::FILE *file_; // owned; null once it has been closed
     int error_ = 0;
+    bool committed_ = false;
 };
 
 } // namespace kestrel

@@ -33,11 +33,6 @@ const finding_kind_t &kind_of(finding_code_t code) {
     return kinds[static_cast<size_t>(code)];
 }
 
-std::string_view name_of(severity_t severity) {
-    constexpr std::string_view names[] = {"note", "warning", "error"};
-    return names[static_cast<size_t>(severity)];
-}
-
 std::string to_text(const kmg_place_t &place) {
     std::string text = to_text(place.kind, place.index);
     if (place.vertex)
@@ -103,13 +98,8 @@ std::vector<kmg_finding_t> check_kmg(std::span<const std::byte> file, uint32_t l
 
 finding_counts_t count_findings(std::span<const kmg_finding_t> findings) {
     finding_counts_t counts;
-    for (const kmg_finding_t &finding : findings) {
-        const severity_t severity = kind_of(finding.code).severity;
-        uint64_t &of_severity = severity == severity_t::error     ? counts.errors
-                                : severity == severity_t::warning ? counts.warnings
-                                                                  : counts.notes;
-        of_severity += std::max(finding.more, 1u);
-    }
+    for (const kmg_finding_t &finding : findings)
+        counts.add(kind_of(finding.code).severity, std::max(finding.more, 1u));
     return counts;
 }
 

@@ -7,6 +7,7 @@
 // a file whose structure is broken are not looked at. Time is n log n in the file's size, memory a few times
 // the file.
 
+#include "tools/kmg/findings.h"
 #include "tools/kmg/kmg_reader.h"
 
 #include <optional>
@@ -19,9 +20,7 @@ namespace kestrel {
 //   error    an engine must not load the file: its structure is broken, or its numbers are none
 //   warning  loads, but will hardly look as meant; the fault lies in the source model
 //   note     legitimate and worth knowing
-enum class severity_t : uint8_t { note, warning, error };
-std::string_view name_of(severity_t severity);
-
+//
 // Every code with its severity and what it stands for, in the words of the documentation. Codes are stable:
 // scripts may match them.
 #define KMG_FINDINGS(X)                                                                                      \
@@ -95,11 +94,6 @@ enum class finding_code_t : uint8_t {
     KMG_FINDINGS(KMG_FINDING_CODE)
 #undef KMG_FINDING_CODE
 };
-struct finding_kind_t {
-    std::string_view name; // of the code
-    severity_t severity;
-    std::string_view meaning;
-};
 // In the order of the codes.
 std::span<const finding_kind_t> finding_kinds();
 const finding_kind_t &kind_of(finding_code_t code);
@@ -122,17 +116,12 @@ struct kmg_finding_t {
     uint32_t more = 0; // stands for so many findings of its code that were left out, the first one at `place`
 };
 
-// How many findings of one code at one record are told one by one; of the whole file it is ten times as many.
-inline constexpr uint32_t default_finding_limit = 10;
-
-// In the order of the checks: structure, bones, names, pieces, bounds of the model. `skeleton` is the path by
-// which the converter found the skeleton, where that is known.
+// The limit is how many findings of one code at one record are told one by one; of the whole file it is ten
+// times as many. In the order of the checks: structure, bones, names, pieces, bounds of the model. `skeleton`
+// is the path by which the converter found the skeleton, where that is known.
 std::vector<kmg_finding_t> check_kmg(std::span<const std::byte> file, uint32_t limit = default_finding_limit,
                                      std::string_view skeleton = {});
 
-struct finding_counts_t {
-    uint64_t errors = 0, warnings = 0, notes = 0;
-};
 finding_counts_t count_findings(std::span<const kmg_finding_t> findings);
 bool has_error(std::span<const kmg_finding_t> findings);
 

@@ -317,7 +317,7 @@ void check_skeleton_hash(const kmg_header_t &header, std::string_view skeleton, 
     if (header.bone_count == 0 && header.skeleton_hash != 0)
         report(found, ", though there are no bones");
     else if (header.bone_count != 0 && header.skeleton_hash == 0)
-        report(0, ", though there are bones");
+        report("0, though there are bones");
     else if (header.bone_count != 0 && !skeleton.empty() && skeleton.find("..") == skeleton.npos &&
              header.skeleton_hash != city_hash_64(skeleton))
         report(found, ", that of ", quoted(skeleton), " is ", wanted);

@@ -10,15 +10,7 @@ namespace kestrel {
 
 namespace {
 
-constexpr std::string_view bold = "1", faint = "2", red = "31", yellow = "33", green = "32";
-
-std::string_view colour_of(severity_t severity) {
-    return severity == severity_t::error ? red : severity == severity_t::warning ? yellow : green;
-}
-
-std::string styled(print_style_t style, std::string_view code, std::string_view text) {
-    return style.colour ? concat("\x1b[", code, "m", text, "\x1b[0m") : std::string(text);
-}
+constexpr std::string_view bold = "1", faint = "2";
 
 // "FILE: sound, with warnings (0 errors, 1 warning, 3 notes)".
 std::string verdict_text(std::string_view name, const finding_counts_t &found, print_style_t style) {
@@ -28,9 +20,7 @@ std::string verdict_text(std::string_view name, const finding_counts_t &found, p
     const std::string_view verdict = found.errors != 0     ? "not sound"
                                      : found.warnings != 0 ? "sound, with warnings"
                                                            : "sound";
-    return concat(name, ": ", styled(style, colour_of(worst), verdict), " (",
-                  counted_t{found.errors, "error"}, ", ", counted_t{found.warnings, "warning"}, ", ",
-                  counted_t{found.notes, "note"}, ")\n");
+    return concat(name, ": ", coloured(style, worst, verdict), " (", to_text(found), ")\n");
 }
 
 std::string name_or_dash(uint64_t token) {
@@ -316,7 +306,7 @@ void print_findings(std::string_view name, std::span<const kmg_finding_t> findin
                     const text_sink_t &sink) {
     for (const kmg_finding_t &finding : findings) {
         const finding_kind_t &kind = kind_of(finding.code);
-        sink(concat(name, ": ", styled(style, colour_of(kind.severity), name_of(kind.severity)), ": ",
+        sink(concat(name, ": ", coloured(style, kind.severity, name_of(kind.severity)), ": ",
                     to_text(finding.place), ": ", finding.text, " [", kind.name, "]\n"));
     }
     sink(verdict_text(name, count_findings(findings), style));

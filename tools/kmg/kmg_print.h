@@ -8,12 +8,8 @@
 
 namespace kestrel {
 
-struct print_style_t {
-    bool colour = false; // with escape sequences, for a terminal
-    bool all = false;    // with vertex cache figures, sections and headings of what there is none of
-};
-
-// The first line has the verdict of the check.
+// The first line has the verdict of the check. All is that and vertex cache figures, sections and headings of
+// what there is none of.
 void print_file(std::string_view name, const kmg_reader_t &file, const finding_counts_t &found,
                 print_style_t style, const text_sink_t &sink);
 // One line each, "FILE: severity: place: text [code]", and a last line that counts them.

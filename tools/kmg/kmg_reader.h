@@ -26,6 +26,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <type_traits>
 
 namespace kestrel {
 
@@ -45,7 +46,7 @@ class kmg_view_t {
     bool empty() const { return count_ == 0; }
     T operator[](size_t i) const {
         const std::byte *bytes = first_ + i * stride_;
-        if constexpr (requires { T::size; })
+        if constexpr (requires { typename std::integral_constant<size_t, T::size>; })
             return unpack<T>(std::span<const std::byte, T::size>(bytes, T::size));
         else {
             T value;

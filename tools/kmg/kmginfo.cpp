@@ -2,6 +2,7 @@
 
 #include "kcore/dependencies/dependency_file.h"
 #include "kcore/messages/messages.h"
+#include "kcore/strings/utf8_path.h"
 #include "tools/kmg/command_line.h"
 #include "tools/kmg/kmg_json.h"
 #include "tools/kmg/kmg_print.h"
@@ -9,7 +10,6 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
 #include <unistd.h>
 
 namespace kestrel {
@@ -63,11 +63,6 @@ class progress_t {
     bool shown_;
 };
 
-bool wants_colour() {
-    const char *no_colour = std::getenv("NO_COLOR");
-    return isatty(STDOUT_FILENO) && (!no_colour || *no_colour == '\0');
-}
-
 void put(std::string_view text) {
     std::fwrite(text.data(), 1, text.size(), stdout);
 }
@@ -75,14 +70,15 @@ void put(std::string_view text) {
 // The skeleton that the dependency file of a converted model names; none where there is no such file.
 std::string recorded_skeleton(const std::string &file) {
     constexpr std::string_view outputs = "/@cache/", records = "/@dep/";
-    std::string path = std::filesystem::absolute(file).generic_string();
+    std::string path = utf8_text(std::filesystem::absolute(utf8_path(file)).generic_u8string());
     const size_t folder = path.rfind(outputs);
     if (folder == std::string::npos)
         return {};
     path.replace(folder, outputs.size(), records);
     std::error_code error;
-    const auto text = std::filesystem::is_regular_file(path, error) ? read_file(path)
-                                                                    : std::optional<std::vector<std::byte>>();
+    const auto text = std::filesystem::is_regular_file(utf8_path(path), error)
+                          ? read_file(path)
+                          : std::optional<std::vector<std::byte>>();
     dependency_record_t record;
     if (!text ||
         !parse_dependency_text({reinterpret_cast<const char *>(text->data()), text->size()}, record, path) ||

@@ -61,7 +61,8 @@ static void set_buffers() {
 // Files of this system have no numbers that a closed stream could leave to them.
 void secure_standard_streams() {
     for (std::FILE *const stream : {stdin, stdout, stderr})
-        (void)_setmode(_fileno(stream), _O_BINARY);
+        if (const int number = _fileno(stream); number >= 0)
+            (void)_setmode(number, _O_BINARY);
     make_console_utf8();
     set_buffers();
 }

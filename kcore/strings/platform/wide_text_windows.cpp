@@ -2,6 +2,8 @@
 
 #include "kcore/strings/utf.h"
 
+#include <windows.h>
+
 namespace kestrel {
 
 bool utf8_to_wide(std::string_view text, std::span<wchar_t> buffer) {
@@ -19,6 +21,12 @@ bool utf8_to_wide(std::string_view text, std::span<wchar_t> buffer) {
     }
     buffer[used] = L'\0';
     return true;
+}
+
+std::wstring utf8_to_wide(std::string_view text) {
+    std::wstring wide(text.size() + 1, L'\0'); // no code point has more units than bytes
+    utf8_to_wide(text, wide);
+    return wide.c_str();
 }
 
 bool wide_to_utf8(std::span<const wchar_t> wide, mstring_t &text) {
@@ -39,6 +47,12 @@ std::string wide_to_bytes(std::wstring_view wide) {
         i += pair;
     }
     return std::string(text.view());
+}
+
+std::error_code wide_call_error() {
+    const auto condition =
+        std::error_code(static_cast<int>(GetLastError()), std::system_category()).default_error_condition();
+    return {condition.value(), condition.category()};
 }
 
 } // namespace kestrel

@@ -6,7 +6,6 @@
 
 #include <gtest/gtest.h>
 
-#include <csignal>
 #include <memory>
 
 namespace kestrel {
@@ -129,7 +128,7 @@ TEST(array, checks_that_fail_are_fatal_and_say_what_was_asked) {
             items.resize(3);
             c.code(items);
         });
-        EXPECT_EQ(run.status, 128 + SIGABRT) << c.ending;
+        EXPECT_EQ(run.status, abnormal_end_status) << c.ending;
         EXPECT_TRUE(run.errors.starts_with("*** ERROR *** : kcore/collections/array(")) << run.errors;
         EXPECT_TRUE(run.errors.ends_with(std::string(": ") + c.ending + "\r\n")) << run.errors;
     }

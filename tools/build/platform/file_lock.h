@@ -4,6 +4,7 @@
 // goes when its last holder ends, whatever ended it. Another system's implementation stands beside
 // file_lock_posix.cpp.
 
+#include <cstdint>
 #include <string>
 #include <system_error>
 
@@ -12,8 +13,8 @@ namespace kestrel {
 enum class lock_kind_t { shared, exclusive };
 enum class lock_result_t { taken, held_by_another, not_possible };
 
-// Child processes inherit the lock: should this process be killed, the lock holds until those have ended,
-// too, so that nobody writes beside them.
+// Should this process be killed, nobody writes beside its children: they inherit the lock, which holds until
+// they have ended, too, or they end with this process where the system can do that.
 class file_lock_t {
   public:
     file_lock_t() = default;
@@ -27,7 +28,7 @@ class file_lock_t {
     bool is_held() const { return file_ >= 0; }
 
   private:
-    int file_ = -1;
+    intptr_t file_ = -1; // the system's
 };
 
 } // namespace kestrel

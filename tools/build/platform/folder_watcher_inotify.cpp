@@ -90,7 +90,8 @@ void inotify_watcher_t::read_events(folder_changes_t &changes) {
 folder_changes_t inotify_watcher_t::wait(std::chrono::milliseconds quiet) {
     folder_changes_t changes;
     for (;;) {
-        std::array<pollfd, 2> handles{{{handle_, POLLIN, 0}, {stop_.wait_handle(), POLLIN, 0}}};
+        std::array<pollfd, 2> handles{
+            {{handle_, POLLIN, 0}, {static_cast<int>(stop_.wait_handle()), POLLIN, 0}}};
         const int ready =
             poll(handles.data(), handles.size(), changes.empty() ? -1 : static_cast<int>(quiet.count()));
         if (stop_.came())

@@ -4,6 +4,7 @@
 // beside processes_posix.cpp.
 
 #include <chrono>
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -42,7 +43,7 @@ class stop_wish_t {
     virtual bool came() = 0;
     // Ends this process in the way in which the wish would have, when it came.
     virtual void obey() = 0;
-    virtual int wait_handle() const = 0; // readable when the wish comes
+    virtual intptr_t wait_handle() const = 0; // the system's, readable or signalled when the wish comes
 };
 std::unique_ptr<stop_wish_t> make_stop_wish();
 

@@ -49,7 +49,7 @@ class signal_wish_t final : public stop_wish_t {
         const sigset_t signals = stop_signals();
         sigprocmask(SIG_UNBLOCK, &signals, nullptr);
     }
-    int wait_handle() const override { return handle_; }
+    intptr_t wait_handle() const override { return handle_; }
 
   private:
     int handle_ = -1;
@@ -160,7 +160,7 @@ void spawned_processes_t::read_stream(child_t &child, size_t stream, process_lis
 }
 
 void spawned_processes_t::wait(std::chrono::milliseconds timeout, process_listener_t &listener) {
-    std::vector<pollfd> handles{{stop_.wait_handle(), POLLIN, 0}};
+    std::vector<pollfd> handles{{static_cast<int>(stop_.wait_handle()), POLLIN, 0}};
     for (const child_t &child : children_)
         for (const int stream : child.streams)
             handles.push_back({stream, POLLIN, 0}); // a negative one is passed over

@@ -43,6 +43,9 @@ class kim_skin_stream_t : public kix_stream_t {
     void release();
 
     std::span<const kim_skinitem_t> items() const { return items_.items(); }
+    // As declared; there may be fewer.
+    uint32_t total_weight_count() const { return total_weight_count_; }
+    uint32_t total_clone_count() const { return total_clone_count_; }
     // What the item really has, which may be less than it declares.
     std::span<const skin_weight_t> weights_of(const kim_skinitem_t &item) const {
         return weights_.items().subspan(item.first_weight, item.weights_added);

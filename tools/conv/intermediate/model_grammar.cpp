@@ -44,7 +44,8 @@ bool model_grammar_t::parse() {
     // What follows the last paragraph is looked at only when it may be another one, so a Skin paragraph's own
     // end is where the totals of its model are checked.
     return header(model_.header) &&
-           check(model_.header->format_version == model_format_version, "unsupported FormatVersion") &&
+           check(model_.header->format_version == model_format_version, "unsupported FormatVersion",
+                 model_.header->format_version, model_format_version) &&
            global() && body() && final_checks() && expect(token_kind_t::end_of_input);
 }
 
@@ -95,7 +96,8 @@ bool model_grammar_t::piece() {
         !integer_field("TRIANGLECOUNT"_kw, piece->triangle_count) ||
         !integer_field("STREAMCOUNT"_kw, piece->stream_count) ||
         !one_or_more("STREAM"_kw, [&] { return stream(*piece); }) || !triangles(*piece) || !close() ||
-        !check(piece->streams.size() == piece->stream_count, "incorrect number of Piece streams"))
+        !check(piece->streams.size() == piece->stream_count, "incorrect number of Piece streams",
+               piece->stream_count, piece->streams.size()))
         return false;
     model_.pieces.push_back(piece);
     return true;
@@ -108,7 +110,8 @@ bool model_grammar_t::stream(kix_piece_t &piece) {
         return false;
     stream->allocate(stream_format, piece.vertex_count, scanner_.bytes_left());
     if ((next_is("ALIASCOUNT"_kw) && !aliases(*stream)) || !items(*stream) || !close() ||
-        !check(stream->count() == piece.vertex_count, "mismatching Stream item count and VertexCount"))
+        !check(stream->count() == piece.vertex_count, "mismatching Stream item count and VertexCount",
+               piece.vertex_count, stream->count()))
         return false;
     piece.streams.push_back(stream);
     return true;
@@ -119,7 +122,8 @@ bool model_grammar_t::aliases(kix_stream_t &stream) {
         return false;
     for (; next_is(token_kind_t::string); take())
         stream.aliases.emplace_back(scanner_.string());
-    return check(stream.aliases.size() == stream.alias_count, "incorrect number of Stream aliases");
+    return check(stream.aliases.size() == stream.alias_count, "incorrect number of Stream aliases",
+                 stream.alias_count, stream.aliases.size());
 }
 
 bool model_grammar_t::triangles(kix_piece_t &piece) {
@@ -129,7 +133,8 @@ bool model_grammar_t::triangles(kix_piece_t &piece) {
     triangles->allocate(stream_format_t::int3, piece.triangle_count, scanner_.bytes_left());
     piece.triangles = triangles;
     return items(*triangles, token_kind_t::integer, 3) && close() &&
-           check(triangles->count() == piece.triangle_count, "invalid number of Triangles elements");
+           check(triangles->count() == piece.triangle_count, "invalid number of Triangles elements",
+                 piece.triangle_count, triangles->count());
 }
 
 bool model_grammar_t::part() {
@@ -174,7 +179,7 @@ bool model_grammar_t::bones() {
     if (!next_is(token_kind_t::integer))
         return syntax_error();
     if (!items(*names, token_kind_t::string, 1) || !close() ||
-        !check(names->count() == bone_count, "invalid number of Bones elements"))
+        !check(names->count() == bone_count, "invalid number of Bones elements", bone_count, names->count()))
         return false;
     for (uint32_t i = 0; i < bone_count; ++i)
         model_.bone_names.emplace_back(reinterpret_cast<const char *>(names->item(i).data()));
@@ -198,15 +203,19 @@ bool model_grammar_t::final_checks() {
         vertices += piece->vertex_count;
         triangles += piece->triangle_count;
     }
-    return check(global.piece_count == model_.pieces.size(), "mismatching Piece count") &&
-           check(global.part_count == model_.parts.size(), "mismatching Part count") &&
-           check(global.locator_count == model_.locators.size(), "mismatching Locator count") &&
-           check(global.piece_skin_count == piece_skins, "mismatching Piece Skin count") &&
+    const auto same = [&](uint64_t declared, uint64_t found, const char *message) {
+        return check(declared == found, message, declared, found);
+    };
+    return same(global.piece_count, model_.pieces.size(), "mismatching Piece count") &&
+           same(global.part_count, model_.parts.size(), "mismatching Part count") &&
+           same(global.locator_count, model_.locators.size(), "mismatching Locator count") &&
+           same(global.piece_skin_count, piece_skins, "mismatching Piece Skin count") &&
            check(piece_skins == 0 || piece_skins == model_.pieces.size(),
                  "if defined PieceSkin, the paragraph count of PieceSkins and Pieces are expected to be the "
-                 "same") &&
-           check(global.vertex_count == vertices, "mismatching VertexCount count") &&
-           check(global.triangle_count == triangles, "mismatching TriangleCount count");
+                 "same",
+                 piece_skins, model_.pieces.size()) &&
+           same(global.vertex_count, vertices, "mismatching VertexCount count") &&
+           same(global.triangle_count, triangles, "mismatching TriangleCount count");
 }
 
 } // namespace

@@ -5,12 +5,31 @@
 
 namespace kestrel {
 
-bool parser_t::fail(const char *message) {
+bool parser_t::fail(const char *message, uint64_t declared, uint64_t found) {
     if (scanner_.failed()) // which has been reported, and is all that is wrong
         return false;
+    if (parse_observer_t *const observer = scanner_.observer())
+        return observer->on_refusal({message, scanner_.token_offset(), declared, found});
     msg_error("%s:%d: %s [ token '%s' ]", scanner_.file_name(), scanner_.line(), message,
               string_dyn_t(scanner_.token_text()).c_str());
     return false;
+}
+
+void parser_t::tell_miss(token_kind_t kind) {
+    scanner_.observer()->on_missed_token(kind, scanner_.token_offset());
+}
+
+void parser_t::tell_field(token_kind_t keyword) {
+    scanner_.observer()->on_field(keyword, scanner_.token_offset());
+}
+
+void parser_t::tell_paragraph(token_kind_t keyword) {
+    scanner_.observer()->on_paragraph(keyword, scanner_.token_offset());
+}
+
+bool parser_t::unexpected(token_kind_t wanted) {
+    miss(wanted);
+    return syntax_error();
 }
 
 bool parser_t::integer(uint32_t &value) {
@@ -39,12 +58,12 @@ bool parser_t::reals(std::span<float> values) {
 }
 
 bool parser_t::weight_value(float &value) {
-    if (next_is(token_kind_t::integer))
-        value = static_cast<float>(scanner_.integer());
-    else if (next_is(token_kind_t::real))
+    if (peek() == token_kind_t::real)
         value = scanner_.real();
+    else if (peek() == token_kind_t::integer)
+        value = static_cast<float>(scanner_.integer());
     else
-        return syntax_error();
+        return miss(token_kind_t::integer) || unexpected(token_kind_t::real);
     take();
     return true;
 }

@@ -32,11 +32,11 @@ class parser_t {
         }
         return lookahead_;
     }
-    bool next_is(token_kind_t kind) { return peek() == kind; }
+    [[gnu::always_inline]] bool next_is(token_kind_t kind) { return peek() == kind || miss(kind); }
     void take() { peeked_ = false; }
     bool expect(token_kind_t kind) {
-        if (peek() != kind)
-            return syntax_error();
+        if (peek() != kind) [[unlikely]]
+            return unexpected(kind);
         take();
         return true;
     }
@@ -50,18 +50,33 @@ class parser_t {
         return true;
     }
 
-    bool fail(const char *message);
+    // Where the text goes against the message's rule: the number as written, and what it should have been.
+    [[gnu::cold]] bool fail(const char *message, uint64_t declared = 0, uint64_t found = 0);
     bool syntax_error() { return fail("syntax error"); }
-    bool check(bool holds, const char *message) { return holds || fail(message); }
+    bool check(bool holds, const char *message, uint64_t declared = 0, uint64_t found = 0) {
+        return holds || fail(message, declared, found);
+    }
 
     template <class T>
     T *create() {
         return owners_.create<T>();
     }
 
-    bool open(token_kind_t paragraph) { return expect(paragraph) && expect(token_kind_t::left_brace); }
+    bool open(token_kind_t paragraph) {
+        if (!expect(paragraph))
+            return false;
+        if (scanner_.observer()) [[unlikely]]
+            tell_paragraph(paragraph);
+        return expect(token_kind_t::left_brace);
+    }
     bool close() { return expect(token_kind_t::right_brace); }
-    bool label(token_kind_t keyword) { return expect(keyword) && expect(token_kind_t::colon); }
+    bool label(token_kind_t keyword) {
+        if (!expect(keyword))
+            return false;
+        if (scanner_.observer()) [[unlikely]]
+            tell_field(keyword);
+        return expect(token_kind_t::colon);
+    }
     bool integer(uint32_t &value);
     bool integer_field(token_kind_t keyword, uint32_t &value) { return label(keyword) && integer(value); }
     bool text_field(token_kind_t keyword, mstring_t &value);
@@ -74,6 +89,14 @@ class parser_t {
     // Items "index tuple" while there are any. The first item fixes the shape that all others must have,
     // unless a kind and count are asked for.
     bool items(kix_stream_t &stream, token_kind_t kind = token_kind_t::none, uint32_t count = 0);
+    // Reads items one by one, of any form, until one fails or none is left; at least one.
+    template <class F>
+    bool one_or_more_items(F read) {
+        const uint64_t first = next_token_offset();
+        const bool good = one_or_more(token_kind_t::integer, read);
+        observe_items(first, token_kind_t::none, 0);
+        return good;
+    }
 
     bool header(kix_header_t *&header);
 
@@ -81,6 +104,27 @@ class parser_t {
     owner_list_t &owners_;
 
   private:
+    // For an observer only, which else sees nothing of items.
+    uint64_t next_token_offset() {
+        if (!scanner_.observer())
+            return 0;
+        peek();
+        return scanner_.token_offset();
+    }
+    void observe_items(uint64_t first, token_kind_t kind, uint32_t count) {
+        if (parse_observer_t *const observer = scanner_.observer())
+            observer->on_items(first, kind, count);
+    }
+    bool miss(token_kind_t kind) {
+        if (scanner_.observer()) [[unlikely]]
+            tell_miss(kind);
+        return false;
+    }
+    [[gnu::cold]] void tell_miss(token_kind_t kind);
+    [[gnu::cold]] void tell_field(token_kind_t keyword);
+    [[gnu::cold]] void tell_paragraph(token_kind_t keyword);
+    [[gnu::cold]] bool unexpected(token_kind_t kind);
+    bool read_items(kix_stream_t &stream, tuple_t &scratch);
     bool item(kix_stream_t &stream, tuple_t &scratch);
 
     token_kind_t lookahead_ = token_kind_t::end_of_input;

@@ -96,6 +96,13 @@ void scanner_t::take(size_t length) {
     position_ += length;
 }
 
+// Whether an observer has taken the fault of the last token.
+bool scanner_t::observed(token_fault_t fault) {
+    if (observer_)
+        observer_->on_token_fault(fault, token_offset());
+    return observer_;
+}
+
 // What follows the error is neither read nor counted, so that later messages name the error's place.
 token_kind_t scanner_t::end_at_error() {
     window_.make_last();
@@ -130,8 +137,9 @@ token_kind_t scanner_t::number() {
         if (!bit_pattern || !decode_hex_digits(begin + 1))
             return token_kind_t::none;
         take(9);
-        msg_error("%s:%d: Invalid floating point value '%s'", file_name(), line(),
-                  string_dyn_t(token_text_).c_str());
+        if (!observed(token_fault_t::bits_not_finite))
+            msg_error("%s:%d: Invalid floating point value '%s'", file_name(), line(),
+                      string_dyn_t(token_text_).c_str());
         return end_at_error();
     }
 }
@@ -157,11 +165,12 @@ token_kind_t scanner_t::quoted_string() {
     take(1);
     const std::string_view rest(position_, window_.bytes_from(position_));
     const std::string_view text = rest.substr(0, length);
-    if (text.size() >= string_capacity)
+    if (text.size() >= string_capacity && !observed(token_fault_t::string_too_long))
         msg_error("%s:%d: string length exceeds buffer size (%Iu bytes)", file_name(), line(),
                   string_capacity);
     if (length == std::string_view::npos) {
-        msg_error("%s:%d: unterminated string constant", file_name(), line());
+        if (!observed(token_fault_t::unterminated_string))
+            msg_error("%s:%d: unterminated string constant", file_name(), line());
         return end_at_error();
     }
     uncounted_line_feeds_ += count_line_feeds(text);
@@ -177,7 +186,8 @@ token_kind_t scanner_t::long_string() {
         return token_kind_t::end_of_input;
     take(3);
     if (length == std::string_view::npos) {
-        msg_error("%s:%d: unterminated string constant", file_name(), line());
+        if (!observed(token_fault_t::unterminated_string))
+            msg_error("%s:%d: unterminated string constant", file_name(), line());
         return end_at_error();
     }
     string_ = {position_, length};
@@ -198,6 +208,8 @@ void scanner_t::skip_comment() {
 
 // A file of another kind has millions of such bytes, and nobody reads as many lines.
 void scanner_t::report_unknown_token() {
+    if (observer_)
+        return observer_->on_skipped_byte(token_text_[0], token_offset());
     if (reported_unknown_ > most_reported_unknown)
         return;
     if (++reported_unknown_ > most_reported_unknown)

@@ -8,8 +8,8 @@
 // read, which is reported once; what comes after it is not the text's fault, and users say nothing more.
 // Values and texts are views into the window and last until the next token.
 
+#include "tools/conv/intermediate/parse_observer.h"
 #include "tools/conv/intermediate/text_window.h"
-#include "tools/conv/intermediate/tokens.h"
 
 #include <string_view>
 
@@ -37,6 +37,10 @@ class scanner_t {
 
     // Messages call the file by its display name.
     explicit scanner_t(file_t &file, size_t window_size = text_window_t::usual_size);
+
+    // Hears of lexical errors instead of the messages; none by default.
+    void set_observer(parse_observer_t *observer) { observer_ = observer; }
+    parse_observer_t *observer() const { return observer_; }
 
     token_kind_t next();
     // Whether the file could not be read on.
@@ -74,6 +78,7 @@ class scanner_t {
     token_kind_t number();
     token_kind_t quoted_string();
     token_kind_t long_string();
+    bool observed(token_fault_t fault);
     token_kind_t end_at_error();
     void skip_comment();
     void report_unknown_token();
@@ -81,6 +86,7 @@ class scanner_t {
     text_window_t window_;
     const char *position_;
     fs_display_name_t file_name_;
+    parse_observer_t *observer_ = nullptr;
 
     // Lines are counted only when a message asks.
     uint64_t counted_to_ = 0; // offset in the file

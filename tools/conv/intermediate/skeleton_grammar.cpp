@@ -20,7 +20,8 @@ class skeleton_grammar_t : private parser_t {
         if (!header(skeleton_.header))
             return false;
         if (skeleton_.header->format_version != skeleton_format_version)
-            fail("unsupported FormatVersion"); // reported only: the rest may well be readable
+            fail("unsupported FormatVersion", skeleton_.header->format_version,
+                 skeleton_format_version); // reported only: the rest may well be readable
         return global() && bones() && expect(token_kind_t::end_of_input);
     }
 
@@ -37,7 +38,8 @@ class skeleton_grammar_t : private parser_t {
             return false;
         skeleton_.bones = bones;
         return check(bones->bones().size() == skeleton_.global->bone_count,
-                     "incorrect number of bones in Skeleton");
+                     "incorrect number of bones in Skeleton", skeleton_.global->bone_count,
+                     bones->bones().size());
     }
 
     bool bone(kis_bone_table_t &bones) {
@@ -47,9 +49,10 @@ class skeleton_grammar_t : private parser_t {
         if (!integer(index) || !expect(token_kind_t::left_parenthesis) || !text_field("NAME"_kw, name) ||
             !text_field("PARENT"_kw, parent) || !label("MATRIX"_kw) || !reals(matrix) ||
             !expect(token_kind_t::right_parenthesis) ||
-            !check(index == bones.bones().size(), "inconsistent Skeleton bone order"))
+            !check(index == bones.bones().size(), "inconsistent Skeleton bone order", index,
+                   bones.bones().size()))
             return false;
-        if (!bones.add_bone(name.view(), parent.view(), matrix).invertible)
+        if (!bones.add_bone(name.view(), parent.view(), matrix).invertible && !scanner_.observer())
             msg_warning("[kis] %s: bone '%s' has a matrix without an inverse", scanner_.file_name(),
                         name.c_str());
         return true;

@@ -212,12 +212,20 @@ bool parser_t::tuple(tuple_t &value) {
 bool parser_t::item(kix_stream_t &stream, tuple_t &scratch) {
     uint32_t index = 0;
     return integer(index) && tuple(scratch) &&
-           check(index == stream.count(), "inconsistent Stream item order") &&
-           check(stream.append_item(scratch.data), "inconsistent Stream item type/count");
+           check(index == stream.count(), "inconsistent Stream item order", index, stream.count()) &&
+           check(stream.append_item(scratch.data), "inconsistent Stream item type/count", stream.capacity(),
+                 uint64_t{stream.count()} + 1);
 }
 
 bool parser_t::items(kix_stream_t &stream, token_kind_t kind, uint32_t count) {
     tuple_t scratch{kind, count, {}};
+    const uint64_t first = next_token_offset();
+    const bool good = read_items(stream, scratch);
+    observe_items(first, scratch.kind, scratch.count);
+    return good;
+}
+
+bool parser_t::read_items(kix_stream_t &stream, tuple_t &scratch) {
     for (;;) {
         if (!peeked_ && scratch.count != 0)
             scan_plain_items(scanner_, stream, scratch);

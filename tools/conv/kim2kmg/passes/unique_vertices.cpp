@@ -82,6 +82,9 @@ void unique_vertices_t::collect(const kix_piece_t &piece, const kim_piece_skin_t
         classify_skin(*skin, piece.vertex_count);
     hash_vertices(piece);
     number_vertices(piece);
+    // What orders the triangles takes their place.
+    table_ = {};
+    hashes_.release();
 }
 
 void unique_vertices_t::classify_skin(const kim_piece_skin_t &skin, uint32_t vertex_count) {
@@ -106,7 +109,6 @@ void unique_vertices_t::classify_skin(const kim_piece_skin_t &skin, uint32_t ver
 }
 
 void unique_vertices_t::hash_vertices(const kix_piece_t &piece) {
-    hashes_.clear();
     hashes_.resize(piece.vertex_count);
     for (const kix_stream_t *stream : piece.streams)
         hash_stream(*stream, hashes_.items());
