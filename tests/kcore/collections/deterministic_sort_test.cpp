@@ -1,4 +1,4 @@
-#include "kcore/collections/sort.h"
+#include "kcore/collections/deterministic_sort.h"
 
 #include <gtest/gtest.h>
 
