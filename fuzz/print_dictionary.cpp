@@ -1,7 +1,7 @@
 // Prints the words of the text formats as a libFuzzer dictionary: the keywords from the scanner's own list,
 // the tags and texts that the converter looks for, and spellings of numbers that matter.
 
-#include "tools/conv/intermediate/tokens.h"
+#include "tools/conv/intermediate/longest_match_tokens.h"
 
 #include <cstdio>
 

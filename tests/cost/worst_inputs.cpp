@@ -121,17 +121,9 @@ worst_input_t one_long_token(size_t bytes) {
     return {"Header{FormatVersion:" + std::string(bytes, '0') + "5 Source:\"\"Type:}", ""};
 }
 
-worst_input_t dependencies(size_t bytes) {
-    return repeated("Dependency:\"\"", bytes, "Header{FormatVersion:5 Source:\"\"Type:\"\"Name:\"\"");
-}
-
 worst_input_t empty_aliases(size_t bytes) {
     return one_piece(
         1, 1, {{"FLOAT3", "_POSITION", always("(0. 0. 0.)"), std::vector<std::string_view>(bytes / 3, "")}});
-}
-
-worst_input_t empty_text_items(size_t bytes) {
-    return one_piece(bytes / 10, 0, {{"STRING", "", always("(\"\")")}});
 }
 
 worst_input_t bone_names(size_t bytes) {
@@ -159,13 +151,6 @@ worst_input_t locators(size_t bytes) {
     return {model.content(), ""};
 }
 
-worst_input_t long_part_list(size_t bytes) {
-    worst_model_t model({.vertices = 1, .pieces = 1, .parts = 1});
-    model.piece(0, 1, 0, drawn_streams());
-    model.text.part("p", std::vector<uint32_t>(bytes / 2), {});
-    return {model.content(), ""};
-}
-
 worst_input_t many_pieces(size_t count, size_t vertices, const std::function<streams_t(size_t)> &streams) {
     worst_model_t model({.vertices = vertices * count, .pieces = count, .parts = 1});
     for (size_t i = 0; i < count; ++i)
@@ -185,30 +170,9 @@ worst_input_t tiny_pieces(size_t bytes) {
     return many_pieces(bytes / 260, 1, [](size_t i) { return distinct_streams(i); });
 }
 
-// Pieces in which a tag stands twice, and which differ by another one.
-worst_input_t repeated_tags(size_t bytes) {
-    return many_pieces(bytes / 310, 1, [](size_t i) {
-        streams_t streams = drawn_streams();
-        streams.push_back(streams[0]);
-        return distinct_streams(i, streams);
-    });
-}
-
 // Pieces that are all joined into a few.
 worst_input_t joined_pieces(size_t bytes) {
     return many_pieces(bytes / 260, 1, [](size_t) { return drawn_streams(); });
-}
-
-// So large that only thirteen fit into one.
-worst_input_t pieces_that_do_not_fit(size_t bytes) {
-    return many_pieces(bytes / 43'000, 5000, [](size_t) { return streams_t{{"FLOAT", "", always("(.0)")}}; });
-}
-
-worst_input_t many_streams(size_t bytes) {
-    streams_t streams;
-    for (size_t i = 0; i < bytes / 45; ++i)
-        streams.push_back({"INT", number(i), always("(0)")});
-    return many_pieces(2, 1, [&](size_t) { return streams; });
 }
 
 // The same piece again and again, as often as there are pieces, none of which can be joined.
@@ -266,28 +230,13 @@ worst_input_t fan(size_t bytes) {
     return mesh(bytes / 110 + 2, corners);
 }
 
-// Again one vertex in all triangles but a few, and none of these beside another: the last half of them, each
-// of which is as good as the next, are better than the first.
-worst_input_t wings_of_two_kinds(size_t bytes) {
-    std::vector<std::array<size_t, 3>> corners;
-    size_t next = 1;
-    for (size_t i = 0; i < bytes / 500; ++i, next += 3) {
-        corners.push_back({0, next, next + 1});
-        corners.push_back({next, next + 1, next + 2});
-    }
-    for (size_t i = 0; i < bytes / 500; ++i, next += 2)
-        corners.push_back({0, next, next + 1});
-    return mesh(next, corners);
-}
-
 // Bytes of a stream for few bytes of text: items that are longer than their tuples.
 worst_input_t short_tuples(size_t bytes) {
     return one_piece(bytes / 11, 0, {{"FLOAT4X4", "", always("(.0)")}});
 }
 
 // A skin whose items come from a rule, for as many vertices as there are items, dealt out to pieces.
-worst_input_t skinned(size_t items, size_t pieces, const texts_t &weights, size_t weight_count,
-                      size_t clones = 1) {
+worst_input_t skinned(size_t items, size_t pieces, const texts_t &weights, size_t weight_count) {
     const size_t each = items / pieces;
     worst_model_t model(
         {.vertices = each * pieces, .triangles = pieces, .pieces = pieces, .parts = 1, .bones = 200});
@@ -295,13 +244,10 @@ worst_input_t skinned(size_t items, size_t pieces, const texts_t &weights, size_
         model.piece(p, each, 1, drawn_streams());
     model.part(pieces);
     model.bones(200);
-    model.text.begin_skin(items, items * weight_count, items * clones);
+    model.text.begin_skin(items, items * weight_count, items);
     model.items(items, [&](size_t i) {
-        std::string text =
-            "((0. 0. 0.)Weights:" + number(weight_count) + weights(i) + " Clones:" + number(clones);
-        for (size_t c = 0; c < clones; ++c)
-            text += " " + number(i / each) + " " + number(i % each);
-        return text + ")";
+        return "((0. 0. 0.)Weights:" + number(weight_count) + weights(i) + " Clones:1 " + number(i / each) +
+               " " + number(i % each) + ")";
     });
     model.text.end_skin();
     return {model.content(), skeleton_of(200)};
@@ -329,10 +275,6 @@ worst_input_t one_item_with_all_weights(size_t bytes) {
     return skinned(1, 1, always(weights), bytes / 6);
 }
 
-worst_input_t clones_of_one_vertex(size_t bytes) {
-    return skinned(1, 1, always(" 0 1"), 1, bytes / 4);
-}
-
 // Every stream declares far more than it holds.
 worst_input_t boasting_skin_streams(size_t bytes) {
     worst_model_t model({.parts = 1, .bones = 1});
@@ -352,30 +294,22 @@ constexpr double of_floats = 3.5;
 constexpr worst_kind_t kinds[] = {
     {"keyword_beginnings", keyword_beginnings, of_floats, false},
     {"line_feeds_and_errors", line_feeds_and_errors, of_floats, false},
-    {"dependencies", dependencies, of_floats, false},
     {"one_long_token", one_long_token, of_floats, false},
     {"empty_aliases", empty_aliases, of_texts, false},
-    {"empty_text_items", empty_text_items, of_texts, false},
     {"bone_names", bone_names, of_texts, false},
     {"skeleton_bones", skeleton_bones, of_texts, false},
     {"locators", locators, of_texts, true},
-    {"long_part_list", long_part_list, of_texts, false},
     {"tiny_pieces", tiny_pieces, of_texts, true},
-    {"repeated_tags", repeated_tags, of_texts, true},
     {"joined_pieces", joined_pieces, of_texts, true},
-    {"pieces_that_do_not_fit", pieces_that_do_not_fit, of_texts, false},
-    {"many_streams", many_streams, of_texts, false},
     {"repeated_piece", repeated_piece, of_texts, false},
     {"float_streams", float_streams, of_floats, true},
     {"equal_vertices", equal_vertices, of_texts, true},
     {"alike_vertices", alike_vertices, of_texts, true},
     {"fan", fan, of_texts, true},
-    {"wings_of_two_kinds", wings_of_two_kinds, of_texts, true},
     {"short_tuples", short_tuples, of_texts, false},
     {"influence_sets", influence_sets, of_texts, true},
     {"heavy_items", heavy_items, of_texts, true},
     {"one_item_with_all_weights", one_item_with_all_weights, of_texts, true},
-    {"clones_of_one_vertex", clones_of_one_vertex, of_texts, true},
     {"boasting_skin_streams", boasting_skin_streams, of_texts, true},
 };
 

@@ -2,33 +2,6 @@
 
 namespace kestrel {
 
-TEST(model_grammar, a_valid_model_is_kept_as_written) {
-    std::string text = edited(one_triangle_model, "\tName: \"one\"\n",
-                              "\tName: \"one\"\n\tDependency: \"x\"\n\tDependency: \"y\"\n");
-    text = edited(text, "\tAlias: \"m\"", "\tIndex: 7\n\tAlias: \"m\"");
-    text = edited(text, "LocatorCount: 0\n\tSkeleton", "LocatorCount: 1\n\tSkeleton");
-    text += "Locator {\n Name: \"l\"\n Hookup: \"h\"\n Index: 3\n Position: ( 1.0 2.0 3.0 )\n"
-            " Rotation: ( 1.0 0.0 0.5 0.25 )\n Scale: ( 1.0 1.0 2.0 )\n}\n";
-    const parsed_model_t parsed(text);
-    ASSERT_TRUE(parsed.root) << parsed.messages;
-    const kim_t &model = *parsed.root;
-    EXPECT_EQ(model.header->name.view(), "one");
-    EXPECT_EQ(model.global->vertex_count, 3u);
-    EXPECT_EQ(model.materials[0]->effect.view(), "rvk2.dif");
-    const kix_piece_t &piece = *model.pieces[0];
-    ASSERT_EQ(piece.streams.size(), 3u);
-    EXPECT_EQ(piece.streams[0]->items_as<float3_t>()[1].x, 1.0f);
-    EXPECT_EQ(piece.triangles->items_as<triangle_t>()[0].corners[2], 2u);
-    EXPECT_EQ(model.parts[0]->pieces[0], 0u);
-    const kim_locator_t &locator = *model.locators[0];
-    EXPECT_EQ(locator.hookup.view(), "h");
-    EXPECT_EQ(locator.index, 3u);
-    EXPECT_EQ(locator.position.z, 3.0f);
-    EXPECT_EQ(locator.rotation[3], 0.25f);
-    EXPECT_EQ(locator.scale.z, 2.0f);
-    EXPECT_FALSE(model.has_skinning());
-}
-
 TEST(model_grammar, one_fault_one_message) {
     const fault_t faults[] = {
         {"FormatVersion: 5", "FormatVersion: 1", 6, "unsupported FormatVersion", "}"},

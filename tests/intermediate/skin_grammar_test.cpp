@@ -57,30 +57,6 @@ TEST(skin_grammar, bones_come_with_a_skin) {
     });
 }
 
-TEST(skin_grammar, a_skin_is_kept_as_written) {
-    const parsed_model_t parsed(with_skin(skin));
-    ASSERT_TRUE(parsed.root) << parsed.messages;
-    EXPECT_EQ(parsed.root->bone_names[1].view(), "arm");
-    EXPECT_TRUE(parsed.root->piece_skins.empty());
-    ASSERT_TRUE(parsed.root->skin);
-    ASSERT_EQ(parsed.root->skin->streams.size(), 1u);
-    const kim_skin_stream_t &stream = *parsed.root->skin->streams[0];
-    EXPECT_EQ(stream.tag.view(), "_POSITION");
-    EXPECT_EQ(stream.capacity(), 2u);
-    EXPECT_EQ(stream.items_as<float3_t>()[1].y, 1.0f);
-    ASSERT_EQ(stream.items().size(), 2u);
-    const auto weights = stream.weights_of(stream.items()[0]);
-    ASSERT_EQ(weights.size(), 2u);
-    EXPECT_EQ(weights[1].bone, 1u);
-    EXPECT_EQ(weights[1].weight, 0.25f);
-    // A whole number becomes a real one.
-    EXPECT_EQ(stream.weights_of(stream.items()[1])[0].weight, 1.0f);
-    const auto clones = stream.clones_of(stream.items()[0]);
-    ASSERT_EQ(clones.size(), 2u);
-    EXPECT_EQ(clones[1].vertex, 1u);
-    EXPECT_EQ(stream.clones_of(stream.items()[1])[0].vertex, 2u);
-}
-
 TEST(skin_grammar, one_fault_of_a_skin_one_message) {
     const fault_t faults[] = {
         {"StreamCount: 1", "StreamCount: 2", 69, "incorrect number of Skin streams", "}"},
@@ -133,24 +109,6 @@ TEST(skin_grammar, a_skin_may_have_less_than_it_declares) {
     EXPECT_TRUE(stream.clones_of(stream.items()[0]).empty());
     EXPECT_TRUE(stream.weights_of(stream.items()[1]).empty());
     EXPECT_EQ(stream.clones_of(stream.items()[1])[0].vertex, 2u);
-}
-
-TEST(skin_grammar, a_piece_skin_is_kept_as_written) {
-    const parsed_model_t parsed(with_piece_skin(piece_skin));
-    ASSERT_TRUE(parsed.root) << parsed.messages;
-    EXPECT_FALSE(parsed.root->skin);
-    ASSERT_EQ(parsed.root->piece_skins.size(), 1u);
-    const kim_piece_skin_t &first = *parsed.root->piece_skins[0];
-    EXPECT_EQ(first.piece_index, 0u);
-    ASSERT_EQ(first.items.size(), 2u);
-    const auto &[position, index, first_weight, weight_count, first_vertex, vertex_count] = first.items[1];
-    EXPECT_EQ(position.y, 1.0f);
-    EXPECT_EQ((std::array{index, first_weight, weight_count, first_vertex, vertex_count}),
-              (std::array<uint32_t, 5>{1, 2, 1, 2, 1}));
-    EXPECT_EQ(first.weights[1].weight, 0.25f);
-    EXPECT_EQ(first.weights[2].bone, 1u);
-    EXPECT_TRUE(std::ranges::equal(first.vertex_indices.items(), std::vector<uint32_t>{0, 1, 2}));
-    EXPECT_TRUE(std::ranges::equal(first.vertex_items.items(), std::vector<uint32_t>{0, 0, 1}));
 }
 
 TEST(skin_grammar, the_last_item_of_a_vertex_counts) {

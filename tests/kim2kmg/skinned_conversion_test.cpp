@@ -50,16 +50,6 @@ struct skinned_run_t {
 const std::string source = "<$ | >/model/skinned.kim";
 const std::string skeleton_source = "<$ | >/model/skinned.kis";
 
-TEST(skinned_conversion, both_paragraphs_give_the_same_file) {
-    const skinned_run_t by_pieces(good_model, good_skeleton);
-    const skinned_run_t by_model(skin_model, good_skeleton);
-    EXPECT_EQ(by_pieces.run.errors, "");
-    EXPECT_EQ(by_model.run.errors, "");
-    const std::string bytes = read_whole_file(by_model.tree.output("model/skinned.kmg"));
-    EXPECT_FALSE(bytes.empty());
-    EXPECT_EQ(bytes, read_whole_file(by_pieces.tree.output("model/skinned.kmg")));
-}
-
 TEST(skinned_conversion, what_is_refused_leaves_no_output) {
     const auto error = [](const std::string &message) { return "*** ERROR *** : " + message + "\r\n"; };
     const auto of_writer = [&](const std::string &message) {

@@ -8,49 +8,6 @@
 
 namespace kestrel {
 
-TEST(kmg_reader, hands_out_what_was_packed) {
-    const kmg_source_t source = small_source();
-    const bytes_t bytes = build(source);
-    const auto file = kmg_reader_t::open(bytes);
-    ASSERT_TRUE(file);
-    EXPECT_EQ(file->header().skeleton_hash, 0x0123456789ABCDEFu);
-    ASSERT_EQ(file->bones().size(), 2u);
-    EXPECT_EQ(file->bones()[1].matrix[7], 3.0f);
-    EXPECT_EQ(file->bones()[0].parent, kmg_no_parent);
-    ASSERT_EQ(file->parts().size(), 2u);
-    EXPECT_EQ(file->parts()[1].first_piece, 1u);
-    ASSERT_EQ(file->locators().size(), 2u);
-    EXPECT_EQ(file->locators()[0].position, (kmg_float3_t{1, 2, 3}));
-    EXPECT_EQ(file->hookup_of(file->locators()[1]), "slot/a");
-
-    ASSERT_EQ(file->pieces().size(), 2u);
-    const kmg_piece_data_t body = file->data_of(file->pieces()[0]);
-    EXPECT_EQ(body.positions[2], (kmg_float3_t{2, 2, 0}));
-    EXPECT_EQ(body.bone_weights[2], (kmg_bytes4_t{100, 155, 0, 0}));
-    EXPECT_EQ(body.indices[5], 3);
-    EXPECT_TRUE(body.tangents.empty());
-    EXPECT_TRUE(body.factors.empty());
-    EXPECT_TRUE(body.uv_channels[0].empty());
-
-    const kmg_piece_data_t hat = file->data_of(file->pieces()[1]);
-    ASSERT_EQ(hat.tangents.size(), 3u);
-    EXPECT_EQ(hat.colours[1], (kmg_bytes4_t{64, 128, 200, 77}));
-    EXPECT_EQ(hat.factors[1], (kmg_bytes4_t{1, 2, 3, 4}));
-    EXPECT_EQ(hat.uv_channels[0][1], (kmg_float2_t{0.25f, 0.5f}));
-    EXPECT_EQ(hat.uv_channels[1][1], (kmg_float2_t{0.75f, 1}));
-    EXPECT_TRUE(hat.uv_channels[2].empty());
-    EXPECT_EQ(hat.bone_indices[2], (kmg_bytes4_t{1, 1, 1, 1}));
-}
-
-TEST(kmg_reader, opens_an_empty_model) {
-    const bytes_t bytes = build(empty_source());
-    EXPECT_EQ(bytes.size(), 136u);
-    const auto file = kmg_reader_t::open(bytes);
-    ASSERT_TRUE(file);
-    EXPECT_TRUE(file->pieces().empty());
-    EXPECT_TRUE(file->string_pool().empty());
-}
-
 TEST(kmg_reader, tells_the_first_fault) {
     const bytes_t good = build(small_source());
     const size_t stride = byte_of(good, kmg_record_kind_t::piece, 1, "vertex_stride");

@@ -1,6 +1,6 @@
 #include "tools/gltf/gltf_weights.h"
 
-#include "kcore/collections/sort.h"
+#include "kcore/collections/deterministic_sort.h"
 #include "tools/gltf/gltf_mesh.h"
 
 #include <algorithm>

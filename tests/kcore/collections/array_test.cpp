@@ -89,23 +89,6 @@ TEST(array, own_elements_can_be_added_while_it_grows) {
         ASSERT_EQ(numbers[i], first[i % 3]);
 }
 
-TEST(array, resizing_and_removing) {
-    array_dyn_t<int> items;
-    items.resize(3);
-    EXPECT_EQ(items[2], 0);
-    items.resize(5, 9);
-    items[1] = 4;
-    items.erase(0);
-    EXPECT_EQ(std::vector<int>(items.begin(), items.end()), (std::vector<int>{4, 0, 9, 9}));
-    items.erase_unordered(0);
-    EXPECT_EQ(std::vector<int>(items.begin(), items.end()), (std::vector<int>{9, 0, 9}));
-    EXPECT_EQ(items.index_of(&items[1]), 1u);
-    items.resize(1);
-    EXPECT_EQ(items.size(), 1u);
-    items.release();
-    EXPECT_EQ(items.capacity(), 0u);
-}
-
 TEST(array, checks_that_fail_are_fatal_and_say_what_was_asked) {
     const struct {
         std::function<void(array_dyn_t<int> &)> code;

@@ -6,8 +6,6 @@
 
 #include <gtest/gtest.h>
 
-#include <thread>
-
 namespace kestrel {
 
 namespace {
@@ -87,24 +85,6 @@ TEST(message_system, handlers_are_called_in_order_and_the_last_takes_the_place_o
     EXPECT_EQ(order, "01234567"
                      "01734568");
     message_system_t::stop();
-}
-
-TEST(message_system, threads_take_turns) {
-    constexpr int thread_count = 4, rounds = 200;
-    talkative_handler_t handler;
-    std::vector<std::thread> threads;
-    for (int t = 0; t < thread_count; ++t)
-        threads.emplace_back([] {
-            for (int i = 0; i < rounds; ++i)
-                msg_warning("ask two");
-        });
-    for (std::thread &thread : threads)
-        thread.join();
-    ASSERT_EQ(handler.heard.size(), size_t{2} * thread_count * rounds);
-    for (size_t i = 0; i < handler.heard.size(); i += 2) {
-        ASSERT_EQ(handler.heard[i], "2 ask two");
-        ASSERT_EQ(handler.heard[i + 1], "1 second answer");
-    }
 }
 
 TEST(console, one_line_a_message_with_prefix_and_stream_by_level) {

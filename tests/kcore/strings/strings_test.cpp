@@ -163,13 +163,4 @@ TEST(strings, a_byte_beyond_the_terminating_nul_is_fatal) {
         << run.errors;
 }
 
-TEST(strings, move_and_local_ones_copy) {
-    string_dyn_t first("first"), moved(std::move(first)), assigned("second");
-    assigned = std::move(moved);
-    EXPECT_EQ(assigned.view(), "first");
-    const string_local_t<16> local("copied"), copy(local);
-    EXPECT_NE(local.c_str(), copy.c_str());
-    EXPECT_EQ(copy.view(), "copied");
-}
-
 } // namespace kestrel

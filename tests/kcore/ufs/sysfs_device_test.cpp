@@ -61,13 +61,6 @@ TEST(sysfs_device, a_location_of_256_bytes_is_refused_with_its_name) {
     EXPECT_EQ(system.platform().take_calls(), calls_t{});
 }
 
-TEST(sysfs_device, a_path_with_a_nul_is_refused) {
-    captured_messages_t messages;
-    fake_file_system_t system;
-    EXPECT_EQ(system.system_device().open(std::string_view("/a\0b", 4), fs_open_mode_t::read), nullptr);
-    EXPECT_EQ(messages.text(), "E: [fs] path holds a NUL byte after '/a'\n");
-}
-
 TEST(sysfs_device, opening_for_writing_creates_what_is_missing_above) {
     captured_messages_t messages;
     fake_file_system_t system;

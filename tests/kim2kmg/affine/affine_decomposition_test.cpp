@@ -118,7 +118,7 @@ TEST(affine_decomposition, parts_give_back_the_matrix) {
     }
 }
 
-static void expect_finite_parts(const matrix_t &wide, double tolerance) {
+static void expect_finite_parts(const matrix_t &wide) {
     const kmg_matrix_t m = narrowed(wide);
     SCOPED_TRACE(testing::PrintToString(m));
     const affine_parts_t parts = affine_decomposition(m);
@@ -130,7 +130,7 @@ static void expect_finite_parts(const matrix_t &wide, double tolerance) {
     const matrix_t q = widened(polar.orthogonal);
     ASSERT_LT(largest_difference(q * q.transposed(), identity_matrix), 4e-6);
     ASSERT_EQ(polar.stretch, transpose(polar.stretch));
-    const double bound = tolerance * largest_difference(matrix_t::from(m), diagonal(0, 0, 0)) +
+    const double bound = 2e-6 * largest_difference(matrix_t::from(m), diagonal(0, 0, 0)) +
                          std::numeric_limits<float>::denorm_min();
     ASSERT_LE(largest_difference(q * widened(polar.stretch), matrix_t::from(m)), bound);
     for (const float k : spectral_decomposition(polar.stretch).factors)
@@ -148,7 +148,7 @@ TEST(affine_decomposition, matrices_without_an_inverse) {
         {{0, 0, 0}, {0, 0, 1e-20}, {0, 0, 0}},     {{0, 1, 0}, {0, 0, 0}, {1e20, 0, 0}},
     };
     for (const auto &m : by_hand)
-        expect_finite_parts(widened(m), 2e-6);
+        expect_finite_parts(widened(m));
 
     // Sums of one or two products of small whole numbers, which keep their rank in single precision.
     random_transforms_t random;
@@ -163,72 +163,8 @@ TEST(affine_decomposition, matrices_without_an_inverse) {
         for (size_t i = 0; i < 3; ++i)
             for (size_t j = 0; j < 3; ++j)
                 m.m[i][j] = size * (a[i] * b[j] + (round % 2 == 0 ? c[i] * d[j] : 0));
-        expect_finite_parts(m, 2e-6);
+        expect_finite_parts(m);
     }
-
-    // Flat up to rounding: single precision cannot tell the stretch from its own errors, but it must not
-    // break.
-    constexpr double any = 10;
-    for (int round = 0; round < 10000; ++round) {
-        const double size = std::pow(10.0, random.between(-30, 30));
-        const double second = round % 2 == 0 ? size * random.between(0.1, 1) : 0;
-        expect_finite_parts(random.rotation() * diagonal(size, second, 0) * random.rotation(), any);
-    }
-}
-
-// The rotations that permute and flip axes: what two quarter turns make.
-static std::vector<quaternion_t> axis_permutations() {
-    const float half = 0.70710678f;
-    const quaternion_t quarter_turns[] = {{half, 0, 0, half}, {0, half, 0, half}};
-    std::vector<quaternion_t> group = {{0, 0, 0, 1}};
-    for (size_t i = 0; i < group.size(); ++i)
-        for (const quaternion_t &turn : quarter_turns) {
-            const quaternion_t next = product(group[i], turn);
-            const auto same = [&](const quaternion_t &q) {
-                const float cosine = q.x * next.x + q.y * next.y + q.z * next.z + q.w * next.w;
-                return std::fabs(cosine) > 0.99f; // q and -q are one rotation
-            };
-            if (std::none_of(group.begin(), group.end(), same))
-                group.push_back(next);
-        }
-    return group;
-}
-
-static matrix_t stretch_of(const quaternion_t &u, const vector3_t &k) {
-    const matrix_t axes = rotation_matrix(normalised(std::array{u.w, u.x, u.y, u.z}));
-    return axes * diagonal(k[0], k[1], k[2]) * axes.transposed();
-}
-
-// Of all ways to write the stretch the one nearest to no rotation, whatever axes have equal factors: those
-// may also turn about the third axis by any angle, the best of which gives the cosine of `freely`.
-TEST(stretch_axes, are_the_nearest_to_no_rotation) {
-    const std::vector<quaternion_t> group = axis_permutations();
-    ASSERT_EQ(group.size(), 24u);
-    const quaternion_t half_turns[] = {{1, 0, 0, 0}, {0, 1, 0, 0}, {0, 0, 1, 0}};
-    const struct {
-        vector3_t factors;
-        int third_axis; // -1 when no two factors are equal
-    } cases[] = {{{1, 2, 4}, -1}, {{5, 2, 2}, 0}, {{2, 5, 2}, 1}, {{2, 2, 5}, 2}};
-    random_transforms_t random;
-    for (const auto &[k, third_axis] : cases) {
-        for (int round = 0; round < 2000; ++round) {
-            const auto [x, y, z, w] = random.unit_quaternion();
-            const quaternion_t u = {static_cast<float>(x), static_cast<float>(y), static_cast<float>(z),
-                                    static_cast<float>(w)};
-            const aligned_axes_t aligned = align_stretch_axes(u, k);
-            const quaternion_t result = product(u, aligned.turn);
-            float nearest = 0;
-            for (const quaternion_t &p : group) {
-                const float fixed = product(u, p).w;
-                const float freely = third_axis < 0 ? 0 : product(product(u, half_turns[third_axis]), p).w;
-                nearest = std::max(nearest, std::hypot(fixed, freely));
-            }
-            ASSERT_NEAR(std::fabs(result.w), nearest, 1e-6);
-            ASSERT_LT(largest_difference(stretch_of(result, aligned.factors), stretch_of(u, k)), 1e-5);
-        }
-    }
-    const quaternion_t any = {0.5f, 0.5f, 0.5f, 0.5f};
-    EXPECT_EQ(product(any, align_stretch_axes(any, {3, 3, 3}).turn).w, 1);
 }
 
 } // namespace kestrel

@@ -6,7 +6,7 @@
 // Offsets are bytes from the beginning of the file to the first one of a token. A parse without an observer
 // pays nothing for it.
 
-#include "tools/conv/intermediate/tokens.h"
+#include "tools/conv/intermediate/longest_match_tokens.h"
 
 namespace kestrel {
 

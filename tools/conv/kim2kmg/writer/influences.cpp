@@ -1,6 +1,6 @@
 #include "tools/conv/kim2kmg/writer/influences.h"
 
-#include "kcore/collections/sort.h"
+#include "kcore/collections/deterministic_sort.h"
 
 #include <algorithm>
 #include <cmath>
@@ -68,6 +68,7 @@ influence_quality_t quantise_influences(std::span<const skin_weight_t> weights,
     if (scratch.empty())
         return influence_quality_t::none;
 
+    // Among equals the sort decides, which is not stable but always gives the same order.
     sort_records(scratch.items(), by_weight_descending);
     const auto kept = scratch.items().first(std::min<size_t>(scratch.size(), kmg_max_influences));
     const float divisor = std::min(total_weight(kept), 1.0f);

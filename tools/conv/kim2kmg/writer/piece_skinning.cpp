@@ -1,6 +1,6 @@
 #include "tools/conv/kim2kmg/writer/piece_skinning.h"
 
-#include "kcore/collections/sort.h"
+#include "kcore/collections/deterministic_sort.h"
 #include "kcore/messages/messages.h"
 
 #include <algorithm>

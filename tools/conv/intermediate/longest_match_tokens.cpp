@@ -1,4 +1,4 @@
-#include "tools/conv/intermediate/tokens.h"
+#include "tools/conv/intermediate/longest_match_tokens.h"
 
 namespace kestrel {
 
