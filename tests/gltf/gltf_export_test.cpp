@@ -237,6 +237,7 @@ TEST(gltf_vertices, directions_get_unit_length_and_tangents_a_sign) {
     EXPECT_EQ(length(normals[2]), 1);
     EXPECT_EQ(length(kmg_float3_t{tangents[2][0], tangents[2][1], tangents[2][2]}), 1);
     EXPECT_EQ(tangents[2][3], 1);
+    EXPECT_EQ(glb.elements<kmg_bytes4_t>(attributes.at("COLOR_0"))[1], (kmg_bytes4_t{128, 255, 255, 77}));
 }
 
 } // namespace kestrel
