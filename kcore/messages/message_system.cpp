@@ -22,9 +22,7 @@ void message_text_t::clear() {
 }
 
 const string &message_text_t::get() const {
-    if (long_.empty())
-        return short_;
-    return long_;
+    return long_.empty() ? static_cast<const string &>(short_) : long_;
 }
 
 message_system_t *message_system_t::instance = nullptr;

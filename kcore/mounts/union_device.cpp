@@ -136,10 +136,7 @@ bool union_device_t::stat(std::string_view path, fs_stat_t &out) {
 // The order by name; for one name the device that comes first is kept.
 static void join_by_name(fs_listing_t &listing) {
     const std::span<fs_listing_entry_t> entries = listing.items();
-    std::stable_sort(entries.begin(), entries.end(),
-                     [](const fs_listing_entry_t &a, const fs_listing_entry_t &b) {
-                         return a.name.view() < b.name.view();
-                     });
+    std::stable_sort(entries.begin(), entries.end());
     const auto end = std::unique(entries.begin(), entries.end(),
                                  [](const fs_listing_entry_t &a, const fs_listing_entry_t &b) {
                                      return a.name.view() == b.name.view();

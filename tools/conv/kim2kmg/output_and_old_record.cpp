@@ -42,10 +42,8 @@ bool new_output_t::keep(uint64_t size, const dependency_record_t &record) {
 bool new_output_t::write_record(uint64_t size, const dependency_record_t &record) {
     if (!has_still_its_name(size))
         return true;
-    if (!write_dependency_file(device_, record, path_)) {
-        msg_error("%s: failed to write deps.", path_);
-        return false;
-    }
+    if (!write_dependency_file(device_, record, path_))
+        return msg_error("%s: failed to write deps.", path_);
     if (!has_still_its_name(size))
         device_.dependency_store().remove_old(path_);
     return true;
