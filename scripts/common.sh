@@ -23,6 +23,9 @@ install_packages() {
 # install_npm: whoever has a node of their own keeps it.
 install_npm() { command -v npm >/dev/null || install_packages nodejs npm; }
 
+# What is installed.
+programs=(kim2kmg kmginfo kmg2glb gltf2kim kimbuild kimlint)
+
 build_packages=(g++ cmake ninja-build)
 inspector_packages=(libcli11-dev nlohmann-json3-dev libtinygltf-dev)
 test_packages=(libgtest-dev libgmock-dev make python3)

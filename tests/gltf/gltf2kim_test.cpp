@@ -85,9 +85,10 @@ TEST_F(gltf2kim, reads_buffers_from_its_own_folder_only) {
     fs::copy(folder() / "pete_gear.bin", folder() / "sub" / "a b.bin");
     EXPECT_EQ(run_with_buffer("sub/a%20b.bin").status, 0);
     fs::remove(folder() / "edited.kim");
-    for (const std::string &uri : {std::string("../outside.bin"), (tree_.base() / "outside.bin").string(),
-                                   std::string("link.bin"), std::string("sub"), std::string("missing.bin"),
-                                   std::string("file:///dev/zero"), std::string("%2e%2e/outside.bin")}) {
+    for (const std::string &uri :
+         {std::string("../outside.bin"), (tree_.base() / "outside.bin").generic_string(),
+          std::string("link.bin"), std::string("sub"), std::string("missing.bin"),
+          std::string("file:///dev/zero"), std::string("%2e%2e/outside.bin")}) {
         const program_run_t result = run_with_buffer(uri);
         EXPECT_EQ(result.status, 1) << uri;
         EXPECT_THAT(result.errors, HasSubstr("edited.gltf: buffers[0]: ")) << uri;

@@ -11,7 +11,6 @@
 #include "tools/gltf/imported_model_text.h"
 #include "tools/kmg/kmg_diff.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 namespace kestrel {
@@ -135,7 +134,7 @@ TEST(text_writer, numbers_come_back) {
         const std::string text = text_of(value, number_style_t::shortest_decimals);
         const auto read = static_cast<float>(std::strtod(text.c_str(), nullptr));
         ASSERT_EQ(std::bit_cast<uint32_t>(read), pattern) << text;
-        ASSERT_THAT(text, testing::ContainsRegex("[.e]"));
+        ASSERT_NE(text.find_first_of(".e"), std::string::npos) << text;
     }
 }
 

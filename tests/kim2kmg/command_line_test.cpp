@@ -40,6 +40,7 @@ std::vector<std::string> operator+(std::vector<std::string> a, const std::vector
 
 TEST(command_line, checks_in_their_order) {
     const asset_tree_t tree;
+    const std::string program = tree.program().string();
     const struct {
         std::vector<std::string> arguments;
         int status;
@@ -87,8 +88,11 @@ TEST(command_line, checks_in_their_order) {
          }()},
         {repeated(125, "x") + std::vector<std::string>{"-tangent", "-root", "project"}, 1, "",
          error_line("root parameter missing directory") + no_root},
-        // 2048 bytes of text are kept; what follows them is not found.
-        {{std::string(2003, 'x'), "-root", "project"}, 1, "", error_line("missing root parameter") + no_root},
+        // 2048 bytes of text are kept, NULs included; what follows them is not found.
+        {{std::string(2048 - program.size() - 2, 'x'), "-root", "project"},
+         1,
+         "",
+         error_line("missing root parameter") + no_root},
         // An argument that is no UTF-8 ends the list.
         {{"a.kim", "\xFF", "-root", "project"}, 1, "", error_line("missing root parameter") + no_root},
         {{"\xC0\x80"}, 1, usage, error_line("kim2kmg: Not enough parameters.")},
@@ -128,7 +132,7 @@ TEST(command_line, an_output_that_would_leave_the_cache_is_not_opened) {
     const program_run_t run = tree.run({"/../project/a.kim", "-root", "project"});
     EXPECT_EQ(run.status, 1);
     const std::string output =
-        (canonical(tree.base()) / "rsrc/project/@cache").string() + "/../project/a.kmg";
+        (canonical(tree.base()) / "rsrc/project/@cache").generic_string() + "/../project/a.kmg";
     EXPECT_EQ(run.errors, error_line("[fs] " + output + ": leads out of its tree, left alone") +
                               error_line("error opening output file /../project/a.kmg"));
     EXPECT_EQ(tree.products(), std::vector<std::string>());

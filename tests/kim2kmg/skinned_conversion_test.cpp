@@ -39,7 +39,7 @@ struct skinned_run_t {
         tree.add_source("model/skinned.kim", model);
         tree.add_source("model/skinned.kis", skeleton);
         run = tree.run({"/model/skinned.kim", "-root", "project"});
-        const std::string project = (canonical(tree.base()) / "project").string();
+        const std::string project = (canonical(tree.base()) / "project").generic_string();
         for (size_t at; (at = run.errors.find(project)) != std::string::npos;)
             run.errors.replace(at, project.size(), "$");
     }

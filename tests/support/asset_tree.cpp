@@ -11,7 +11,7 @@ namespace fs = std::filesystem;
 asset_tree_t::asset_tree_t() {
     fs::create_directories(base_ / "bin/linux_x64");
     fs::create_directories(base_ / "project");
-    fs::copy_file(KIM2KMG_PROGRAM, base_ / "bin/linux_x64/kim2kmg");
+    fs::copy_file(KIM2KMG_PROGRAM, program());
 }
 
 void asset_tree_t::add_source(const std::string &path, std::string_view content) const {
@@ -30,7 +30,7 @@ std::vector<std::string> asset_tree_t::products() const {
 }
 
 program_run_t asset_tree_t::run(const std::vector<std::string> &arguments) const {
-    return run_program((base_ / "bin/linux_x64/kim2kmg").string(), arguments, base_);
+    return run_program(program().string(), arguments, base_);
 }
 
 std::string read_whole_file(const fs::path &path) {

@@ -22,6 +22,7 @@ class asset_tree_t {
     asset_tree_t();
 
     const std::filesystem::path &base() const { return base_; }
+    std::filesystem::path program() const { return base_ / "bin/linux_x64/kim2kmg"; }
     std::filesystem::path source(const std::string &path) const { return base_ / "project" / path; }
     std::filesystem::path output(const std::string &path) const {
         return base_ / "rsrc/project/@cache" / path;

@@ -1,3 +1,4 @@
+#include "kcore/strings/platform/wide_text_windows.h"
 #include "tests/support/asset_tree.h"
 
 #include <windows.h>
@@ -6,11 +7,16 @@ namespace kestrel {
 
 namespace fs = std::filesystem;
 
+// What is no UTF-8 has its like in half of a surrogate pair.
+static std::wstring wide(const std::string &text) {
+    return text.empty() || !utf8_to_wide(text).empty() ? utf8_to_wide(text) : L"\xDC00";
+}
+
 // As the system's own division of a command line wants it.
 static std::wstring quoted(const std::string &argument) {
     std::wstring text = L"\"";
     size_t backslashes = 0;
-    for (const wchar_t unit : fs::path(argument).wstring()) {
+    for (const wchar_t unit : wide(argument)) {
         backslashes = unit == L'\\' ? backslashes + 1 : 0;
         if (unit == L'"')
             text += L'\\';

@@ -31,16 +31,16 @@ std::array<double, 3> area_vector(const kmg_float3_t &a, const kmg_float3_t &b, 
     return {u[1] * v[2] - u[2] * v[1], u[2] * v[0] - u[0] * v[2], u[0] * v[1] - u[1] * v[0]};
 }
 
-// Edges by the vertex where they start, in ascending order: of ordinary meshes in linear time.
+struct edge_t {
+    uint16_t to;
+    uint16_t third; // corner of its triangle
+    uint32_t triangle;
+    auto operator<=>(const edge_t &) const = default;
+};
+
+// Edges by the vertex where they start, in the order in which they are given.
 class edges_t {
   public:
-    struct edge_t {
-        uint16_t to;
-        uint16_t third; // corner of its triangle
-        uint32_t triangle;
-        auto operator<=>(const edge_t &) const = default;
-    };
-
     // for_each(f) calls f(from, edge) for each, and does it twice.
     template <class F>
     edges_t(size_t vertex_count, const F &for_each) : ends_(vertex_count + 1) {
@@ -49,25 +49,27 @@ class edges_t {
         edges_.resize(ends_.back());
         for_each([&](uint16_t from, const edge_t &edge) { edges_[ends_[from]++] = edge; });
         ends_.pop_back(); // now each is where its list ends
-        for (size_t vertex = 0; vertex < vertex_count; ++vertex)
-            std::sort(edges_.data() + begin(vertex), edges_.data() + ends_[vertex]);
     }
 
-    std::span<const edge_t> from(uint16_t vertex) const {
-        return std::span(edges_).subspan(begin(vertex), ends_[vertex] - begin(vertex));
+    std::span<const edge_t> from(size_t vertex) const {
+        const uint32_t begin = vertex == 0 ? 0 : ends_[vertex - 1];
+        return std::span(edges_).subspan(begin, ends_[vertex] - begin);
     }
+    std::span<edge_t> from(size_t vertex) {
+        const auto edges = std::as_const(*this).from(vertex);
+        return std::span(edges_).subspan(static_cast<size_t>(edges.data() - edges_.data()), edges.size());
+    }
+    // The edges of every vertex in ascending order.
+    void sort() {
+        for (size_t vertex = 0; vertex < ends_.size(); ++vertex)
+            std::ranges::sort(from(vertex));
+    }
+    // Of sorted edges.
     std::span<const edge_t> along(uint16_t vertex, uint16_t to) const {
-        const auto all = from(vertex);
-        const auto first = std::lower_bound(all.begin(), all.end(), to,
-                                            [](const edge_t &edge, uint16_t end) { return edge.to < end; });
-        const auto last = std::upper_bound(first, all.end(), to,
-                                           [](uint16_t end, const edge_t &edge) { return end < edge.to; });
-        return {first, last};
+        return std::ranges::equal_range(from(vertex), to, {}, &edge_t::to);
     }
 
   private:
-    uint32_t begin(size_t vertex) const { return vertex == 0 ? 0 : ends_[vertex - 1]; }
-
     std::vector<uint32_t> ends_;
     std::vector<edge_t> edges_;
 };
@@ -78,7 +80,8 @@ bool has_one_twice(const std::array<uint16_t, 3> &corners) {
 
 class mesh_check_t {
   public:
-    mesh_check_t(const piece_view_t &view, kmg_findings_t &findings) : view_(view), findings_(findings) {}
+    mesh_check_t(const piece_view_t &view, kmg_findings_t &findings)
+        : view_(view), findings_(findings), first_(first_at_position()) {}
 
     void run() {
         check_triangles();
@@ -95,27 +98,30 @@ class mesh_check_t {
     bool is_turned(const std::array<uint16_t, 3> &corners, const std::array<double, 3> &area) const;
     std::vector<uint16_t> first_at_position() const;
     void check_corners();
-    void report_corner(uint32_t triangle, uint16_t wrong, uint16_t right, const std::vector<uint16_t> &first);
+    void report_corner(uint32_t triangle, uint16_t wrong, uint16_t right);
     void check_vertex_use();
     std::vector<float> least_stretches(uint32_t channel) const;
     void check_stretch(uint32_t channel);
 
     const piece_view_t &view_;
     kmg_findings_t &findings_;
+    // For each vertex the first one at its position: a surface goes on across a seam of its texture.
+    const std::vector<uint16_t> first_;
 };
 
 void mesh_check_t::check_triangles() {
     for (size_t t = 0; t < triangle_count(); ++t)
         check_triangle(t, view_.corners(t));
-    const edges_t smallest(view_.piece.vertex_count, [&](const auto &add) {
+    edges_t smallest(view_.piece.vertex_count, [&](const auto &add) {
         for (uint32_t t = 0; t < triangle_count(); ++t)
             if (auto c = view_.corners(t); !has_one_twice(c)) {
                 std::rotate(c.begin(), std::min_element(c.begin(), c.end()), c.end());
                 add(c[0], {c[1], c[2], t});
             }
     });
+    smallest.sort();
     for (uint32_t vertex = 0; vertex < view_.piece.vertex_count; ++vertex) {
-        const auto edges = smallest.from(static_cast<uint16_t>(vertex));
+        const auto edges = smallest.from(vertex);
         for (size_t i = 1; i < edges.size(); ++i)
             if (edges[i].to == edges[i - 1].to && edges[i].third == edges[i - 1].third)
                 findings_.add(finding_code_t::triangle_duplicate, view_.at_triangle(edges[i].triangle),
@@ -138,18 +144,15 @@ void mesh_check_t::check_triangle(size_t triangle, const std::array<uint16_t, 3>
 
 bool mesh_check_t::is_turned(const std::array<uint16_t, 3> &corners,
                              const std::array<double, 3> &area) const {
-    for (const uint16_t corner : corners) {
+    return std::ranges::all_of(corners, [&](uint16_t corner) {
         const kmg_float3_t normal = view_.data.normals[corner];
         double dot = 0;
         for (size_t i = 0; i < 3; ++i)
             dot += static_cast<double>(normal[i]) * area[i];
-        if (!(dot < turned * length(normal) * length(area)))
-            return false;
-    }
-    return true;
+        return dot < 0 && dot < turned * length(normal) * length(area);
+    });
 }
 
-// For each vertex the first one at its position: a surface goes on across a seam of its texture.
 std::vector<uint16_t> mesh_check_t::first_at_position() const {
     const auto bits = [&](size_t vertex) {
         return std::bit_cast<std::array<uint32_t, 3>>(kmg_float3_t(view_.data.positions[vertex]));
@@ -171,25 +174,29 @@ std::vector<uint16_t> mesh_check_t::first_at_position() const {
 // neighbour form its borders. A wrong corner d in the place of c tears a hole b, d, a, c of four such edges:
 // two are the triangle's own, the others belong to two of its former neighbours.
 void mesh_check_t::check_corners() {
-    const std::vector<uint16_t> first = first_at_position();
-    const auto for_each_edge = [&](const auto &add) {
+    const edges_t edges(first_.size(), [&](const auto &add) {
         for (uint32_t t = 0; t < triangle_count(); ++t) {
             auto c = view_.corners(t);
             for (uint16_t &corner : c)
-                corner = first[corner];
+                corner = first_[corner];
             if (!has_one_twice(c))
                 for (size_t k = 0; k < 3; ++k)
                     add(c[k], {c[(k + 1) % 3], c[(k + 2) % 3], t});
         }
-    };
-    const edges_t edges(first.size(), for_each_edge);
-    const edges_t borders(first.size(), [&](const auto &add) {
-        for_each_edge([&](uint16_t from, const edges_t::edge_t &edge) {
-            if (edges.along(edge.to, from).empty())
-                add(from, edge);
-        });
     });
-    for (uint32_t vertex = 0; vertex < first.size(); ++vertex) {
+    // Where an edge starts another of its triangle ends, which comes from the third corner.
+    std::vector<uint32_t> has_edge_to(first_.size(), std::numeric_limits<uint32_t>::max());
+    edges_t borders(first_.size(), [&](const auto &add) {
+        for (uint32_t vertex = 0; vertex < first_.size(); ++vertex) {
+            for (const edge_t &edge : edges.from(vertex))
+                has_edge_to[edge.third] = vertex;
+            for (const edge_t &edge : edges.from(vertex))
+                if (has_edge_to[edge.to] != vertex)
+                    add(static_cast<uint16_t>(vertex), edge);
+        }
+    });
+    borders.sort();
+    for (uint32_t vertex = 0; vertex < first_.size(); ++vertex) {
         const auto b = static_cast<uint16_t>(vertex);
         for (const auto &[d, a, triangle] : borders.from(b)) {
             const auto beyond = borders.from(a);
@@ -197,16 +204,15 @@ void mesh_check_t::check_corners() {
                 continue;
             const auto back = borders.along(beyond[0].to, b);
             if (back.size() == 1 && back[0].triangle != beyond[0].triangle && back[0].triangle != triangle)
-                report_corner(triangle, d, beyond[0].to, first);
+                report_corner(triangle, d, beyond[0].to);
         }
     }
 }
 
-void mesh_check_t::report_corner(uint32_t triangle, uint16_t wrong, uint16_t right,
-                                 const std::vector<uint16_t> &first) {
+void mesh_check_t::report_corner(uint32_t triangle, uint16_t wrong, uint16_t right) {
     const auto corners = view_.corners(triangle);
     size_t k = 0;
-    while (first[corners[k]] != wrong)
+    while (first_[corners[k]] != wrong)
         ++k;
     findings_.add(finding_code_t::triangle_corner, view_.at_triangle(triangle, k), [&] {
         return concat("corner ", k, " is vertex ", corners[k],
@@ -221,6 +227,10 @@ void mesh_check_t::check_vertex_use() {
         if (!used[i])
             findings_.add(finding_code_t::vertex_unused, view_.at_vertex(view_.piece.position_offset, i),
                           "no triangle uses it");
+    // Copies are at one position, and most meshes have but one vertex there.
+    size_t vertex = 0;
+    if (std::ranges::all_of(first_, [&](uint16_t first) { return first == vertex++; }))
+        return;
     if (const auto copies = copied_vertices(view_.file, view_.piece); !copies.empty())
         findings_.add(finding_code_t::vertex_copied,
                       view_.at_vertex(view_.piece.position_offset, copies.front()),
@@ -231,20 +241,26 @@ void mesh_check_t::check_vertex_use() {
 // For each vertex the way in the texture for a unit of length, along that of its edges where it is shortest.
 // Infinite for vertices without edges.
 std::vector<float> mesh_check_t::least_stretches(uint32_t channel) const {
-    std::vector<float> least(view_.piece.vertex_count, std::numeric_limits<float>::infinity());
+    constexpr double none = std::numeric_limits<double>::infinity();
+    std::vector<double> least_squares(view_.piece.vertex_count, none);
     const auto &values = view_.data.uv_channels[channel];
-    for (size_t t = 0; t < triangle_count(); ++t)
+    for (size_t t = 0; t < triangle_count(); ++t) {
+        const auto corners = view_.corners(t);
         for (size_t k = 0; k < 3; ++k) {
-            const auto corners = view_.corners(t);
             const uint16_t a = corners[k], b = corners[(k + 1) % 3];
             const kmg_float2_t from = values[a], to = values[b];
-            const double way = std::hypot(static_cast<double>(to[0]) - static_cast<double>(from[0]),
-                                          static_cast<double>(to[1]) - static_cast<double>(from[1]));
-            const auto stretch = static_cast<float>(
-                way / length(difference(view_.data.positions[b], view_.data.positions[a])));
-            least[a] = std::min(least[a], stretch); // what is no number, on an edge without length, counts
-            least[b] = std::min(least[b], stretch); // for none
+            const double u = static_cast<double>(to[0]) - static_cast<double>(from[0]);
+            const double v = static_cast<double>(to[1]) - static_cast<double>(from[1]);
+            const auto way = difference(view_.data.positions[b], view_.data.positions[a]);
+            const double square = (u * u + v * v) / (way[0] * way[0] + way[1] * way[1] + way[2] * way[2]);
+            for (double *least : {&least_squares[a], &least_squares[b]})
+                *least =
+                    std::min(*least, square); // on an edge without length no number, which counts for none
         }
+    }
+    std::vector<float> least(least_squares.size());
+    std::ranges::transform(least_squares, least.begin(),
+                           [](double square) { return static_cast<float>(std::sqrt(square)); });
     return least;
 }
 
