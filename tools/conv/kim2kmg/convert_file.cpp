@@ -31,7 +31,6 @@ class conversion_t {
     void hash_skeleton(const file_t &file);
     void run_passes();
     bool write_output();
-    bool fill(file_t &output, uint64_t &size);
 
     rcfs_device_t &device_;
     const char *input_name_;
@@ -107,16 +106,10 @@ bool conversion_t::write_output() {
     new_output_t output(device_, output_name_.c_str());
     if (!output.file())
         return msg_error("error opening output file %s", output_name_.c_str());
-    uint64_t size = 0;
-    return fill(*output.file(), size) && output.keep(size, dependencies_);
-}
-
-bool conversion_t::fill(file_t &output, uint64_t &size) {
     mem_file_t geometry;
-    if (!kmg_write(std::move(*model_), skeleton_, options_.tangent, geometry))
-        return false;
-    size = geometry.get_size();
-    return fs_copy(&output, &geometry) && output.close();
+    return kmg_write(std::move(*model_), skeleton_, options_.tangent, geometry) &&
+           fs_copy(output.file(), &geometry) && output.file()->close() &&
+           output.keep(geometry.get_size(), dependencies_);
 }
 
 } // namespace

@@ -120,8 +120,11 @@ skin_binding_t::group_t *skin_binding_t::find_group(uint32_t piece_index) {
 
 template <class for_each_vertex_t>
 bool skin_binding_t::add_item(std::span<const skin_weight_t> weights, for_each_vertex_t for_each_vertex) {
-    if (!check_bones(weights))
-        return false;
+    const auto bone_count = static_cast<uint32_t>(bone_map_.size());
+    for (const skin_weight_t &weight : weights)
+        if (weight.bone >= bone_count)
+            return msg_error("[kim2kmg] %s: skin item %u uses bone %u of %u", model_->source_name.c_str(),
+                             item_count_, weight.bone, bone_count);
     const bool heavy = weights.size() > suspicious_weight_count;
     if (heavy)
         heavy_items_.push_back({item_count_, weights.size(), {}});
@@ -140,15 +143,6 @@ bool skin_binding_t::add_item(std::span<const skin_weight_t> weights, for_each_v
             table_.data()[group->first_vertex + vertex] = skin;
     });
     ++item_count_;
-    return true;
-}
-
-bool skin_binding_t::check_bones(std::span<const skin_weight_t> weights) const {
-    const auto bone_count = static_cast<uint32_t>(bone_map_.size());
-    for (const skin_weight_t &weight : weights)
-        if (weight.bone >= bone_count)
-            return msg_error("[kim2kmg] %s: skin item %u uses bone %u of %u", model_->source_name.c_str(),
-                             item_count_, weight.bone, bone_count);
     return true;
 }
 
