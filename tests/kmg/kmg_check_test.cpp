@@ -300,6 +300,7 @@ TEST(kmg_check, tells_a_few_of_a_kind_and_counts_the_rest) {
     ASSERT_EQ(findings.size(), 4u) << told(findings);
     EXPECT_EQ(findings[2].place.vertex, 2u);
     EXPECT_EQ(findings[3].more, 1u);
+    EXPECT_EQ(findings[3].text, "1 more at this piece, this one the first");
     EXPECT_EQ(findings[3].place.vertex, 3u);
     EXPECT_EQ(findings[3].code, normal_length);
     EXPECT_EQ(check_kmg(build(source), 4).size(), 4u);

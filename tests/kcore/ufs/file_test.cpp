@@ -155,7 +155,9 @@ TEST_F(file, the_cache_never_shows_what_was_there_before_a_change) {
     EXPECT_TRUE(fs_copy(opened.get(), &text));
     EXPECT_EQ(reread(4), "abcd");
     EXPECT_TRUE(opened->write_request(bytes_of("xy"), 0, {}).wait());
+    calls();
     EXPECT_EQ(reread(4), "xycd");
+    EXPECT_EQ(calls(), calls_t{"read /w/file 0+4"}) << "what is written by request may come after a refill";
 }
 
 TEST_F(file, display_names_and_paths_by_path_kind) {
