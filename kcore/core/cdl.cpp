@@ -69,11 +69,10 @@ cdl_option_t cdl_find(const char *option) {
 
 int32_t cdl_param(const char *option) {
     const cdl_option_t found = cdl_find(option);
-    const bool is_given = found.position >= 0;
-    const auto position = static_cast<uint32_t>(found.position);
+    const auto position = static_cast<uint32_t>(found.position); // not_found is that of none
     const auto count = static_cast<uint32_t>(found.values.size());
-    current_context->matched_option = is_given ? position : cdl_context_t::not_found;
-    current_context->matched_run_end = is_given ? position + 1 + count : cdl_context_t::not_found;
+    current_context->matched_option = position;
+    current_context->matched_run_end = found.position < 0 ? position : position + 1 + count;
     return found.position;
 }
 

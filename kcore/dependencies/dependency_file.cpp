@@ -33,11 +33,6 @@ bool dependency_record_t::append(std::string_view path) {
     }
 }
 
-void dependency_record_t::clear() {
-    version_.clear();
-    sources_.clear();
-}
-
 static bool print_record(file_t &file, const dependency_record_t &record) {
     if (!file.printf("version:%s\r\n", record.version().c_str()))
         return false;
@@ -55,10 +50,9 @@ bool write_dependency_file(rcfs_device_t &device, const dependency_record_t &rec
         return false;
     sysfs_device_t &store = device.dependency_store();
     fs_path_t location;
-    if (!store.get_system_location(output_path, location)) {
-        msg_error("%s: failed to get system location of dependency file.", string_dyn_t(output_path).c_str());
-        return false;
-    }
+    if (!store.get_system_location(output_path, location))
+        return msg_error("%s: failed to get system location of dependency file.",
+                         string_dyn_t(output_path).c_str());
     const std::unique_ptr<file_t> file =
         fs_device_open(location.view(), fs_open_mode_t::create_truncate, fs_device_type_t::sysfs);
     if (!file)
@@ -84,39 +78,26 @@ static std::string_view first_word(std::string_view line) {
     return line.substr(0, line.find(' '));
 }
 
-// The record of a text, or false after a message.
-static bool parse_lines(std::string_view text, const char *path, dependency_record_t &record) {
+bool parse_dependency_text(std::string_view text, dependency_record_t &record, std::string_view output_path) {
+    const string_dyn_t name(output_path);
+    const char *const path = name.c_str();
+    dependency_record_t parsed;
     while (!text.empty()) {
         const std::string_view word = first_word(take_line(text));
-        if (word.empty()) {
-            msg_error("Error processing dependency file '%s'.", path);
-            return false;
-        }
+        if (word.empty())
+            return msg_error("Error processing dependency file '%s'.", path);
         if (word.starts_with(version_mark)) {
-            record.set_version(word.substr(version_mark.size(), max_version_length));
+            parsed.set_version(word.substr(version_mark.size(), max_version_length));
             continue;
         }
-        const size_t count = record.sources().size();
-        if (!(count == 0 ? record.set_primary_source(word) : record.add_dependency(word))) {
-            msg_error("Too many dependencies (%Iu) in dependency file '%s'.", count, path);
-            return false;
-        }
+        const size_t count = parsed.sources().size();
+        if (!(count == 0 ? parsed.set_primary_source(word) : parsed.add_dependency(word)))
+            return msg_error("Too many dependencies (%Iu) in dependency file '%s'.", count, path);
     }
-    if (record.version().empty()) {
-        msg_error("Malformed dependency file '%s' - missing '%s'.", path, "version:");
-        return false;
-    }
-    if (record.sources().empty()) {
-        msg_error("Malformed dependency file '%s' - missing sources.", path);
-        return false;
-    }
-    return true;
-}
-
-bool parse_dependency_text(std::string_view text, dependency_record_t &record, std::string_view output_path) {
-    dependency_record_t parsed;
-    if (!parse_lines(text, string_dyn_t(output_path).c_str(), parsed))
-        return false;
+    if (parsed.version().empty())
+        return msg_error("Malformed dependency file '%s' - missing '%s'.", path, "version:");
+    if (parsed.sources().empty())
+        return msg_error("Malformed dependency file '%s' - missing sources.", path);
     record = std::move(parsed);
     return true;
 }
@@ -127,10 +108,8 @@ bool read_dependency_file(rcfs_device_t &device, dependency_record_t &record, st
         return false;
     array_dyn_t<char> text;
     text.resize(file->get_size());
-    if (!file->read(std::as_writable_bytes(text.items()))) {
-        msg_error("Error reading dependency file '%s'.", string_dyn_t(output_path).c_str());
-        return false;
-    }
+    if (!file->read(std::as_writable_bytes(text.items())))
+        return msg_error("Error reading dependency file '%s'.", string_dyn_t(output_path).c_str());
     return parse_dependency_text({text.data(), text.size()}, record, output_path);
 }
 

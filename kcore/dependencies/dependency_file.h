@@ -26,7 +26,6 @@ class dependency_record_t {
     void set_version(std::string_view version) { version_.assign(version); }
     bool set_primary_source(std::string_view path);
     bool add_dependency(std::string_view path);
-    void clear();
 
     const string_dyn_t &version() const { return version_; }
     std::span<const string_dyn_t> sources() const { return sources_.items(); }

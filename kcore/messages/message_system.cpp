@@ -1,5 +1,6 @@
 #include "kcore/messages/message_system.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <memory>
 
@@ -22,9 +23,7 @@ void message_text_t::clear() {
 }
 
 const string &message_text_t::get() const {
-    if (long_.empty())
-        return short_;
-    return long_;
+    return long_.empty() ? static_cast<const string &>(short_) : long_;
 }
 
 message_system_t *message_system_t::instance = nullptr;
@@ -60,10 +59,7 @@ void message_system_t::remove_handler(message_handler_t &handler) {
     if (!instance)
         return;
     auto &handlers = instance->handlers_;
-    message_handler_t **place = handlers.begin();
-    while (place != handlers.end() && *place != &handler)
-        ++place;
-    handlers.erase_unordered(handlers.index_of(place));
+    handlers.erase_unordered(handlers.index_of(std::find(handlers.begin(), handlers.end(), &handler)));
 }
 
 void message_system_t::deliver_last_words(const string &text) {

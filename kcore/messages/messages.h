@@ -25,9 +25,11 @@ template <class... A>
 void msg_warning(format_for_t<std::type_identity_t<A>...> format, A... arguments) {
     msg_dispatch_variadic(message_level_t::warning, format.text, arguments...);
 }
+// Gives false, as the result of who fails with this error.
 template <class... A>
-void msg_error(format_for_t<std::type_identity_t<A>...> format, A... arguments) {
+bool msg_error(format_for_t<std::type_identity_t<A>...> format, A... arguments) {
     msg_dispatch_variadic(message_level_t::error, format.text, arguments...);
+    return false;
 }
 
 // Where a broken rule of the program stands: the source path less its extension, the line, the function's

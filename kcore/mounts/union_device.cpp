@@ -79,19 +79,6 @@ void union_device_t::unregister_device(fs_device_t &device) {
     msg_error("[ufs] Error unmounting device: device not found!");
 }
 
-fs_device_t *union_device_t::find(uint16_t mount_id) {
-    const std::shared_lock guard(lock_);
-    for (const mounted_t &mounted : mounted_)
-        if (mounted.mount_id == mount_id)
-            return mounted.device;
-    return nullptr;
-}
-
-size_t union_device_t::size() {
-    const std::shared_lock guard(lock_);
-    return mounted_.size();
-}
-
 static bool serves(const fs_device_t &device, std::string_view path) {
     return device.available() && device.can_name(path);
 }
@@ -136,10 +123,7 @@ bool union_device_t::stat(std::string_view path, fs_stat_t &out) {
 // The order by name; for one name the device that comes first is kept.
 static void join_by_name(fs_listing_t &listing) {
     const std::span<fs_listing_entry_t> entries = listing.items();
-    std::stable_sort(entries.begin(), entries.end(),
-                     [](const fs_listing_entry_t &a, const fs_listing_entry_t &b) {
-                         return a.name.view() < b.name.view();
-                     });
+    std::stable_sort(entries.begin(), entries.end());
     const auto end = std::unique(entries.begin(), entries.end(),
                                  [](const fs_listing_entry_t &a, const fs_listing_entry_t &b) {
                                      return a.name.view() == b.name.view();

@@ -38,10 +38,6 @@ class union_device_t final : public fs_device_t {
     // Reports a device that is not registered.
     void unregister_device(fs_device_t &device);
 
-    // Null when no device has the number.
-    fs_device_t *find(uint16_t mount_id);
-    size_t size();
-
     std::unique_ptr<file_t> open(std::string_view path, fs_open_mode_t mode) override;
     bool remove_file(std::string_view path) override;
     bool stat(std::string_view path, fs_stat_t &out) override;

@@ -174,28 +174,14 @@ bool mstring_t::format_at(uint32_t position, const char *format, va_list argumen
 }
 
 bool mstring_t::append_code_point(uint32_t c) {
+    if (c == 0 || c > 0x1FFFFF)
+        return c == 0;
+    const size_t count = c < 0x80 ? 1 : c < 0x800 ? 2 : c < 0x10000 ? 3 : 4;
+    constexpr uint32_t lead_marks[] = {0, 0, 0xC0, 0xE0, 0xF0};
     char bytes[4];
-    size_t count = 0;
-    const auto put = [&](uint32_t value) { bytes[count++] = static_cast<char>(value); };
-    if (c == 0)
-        return true;
-    if (c < 0x80) {
-        put(c);
-    } else if (c < 0x800) {
-        put(0xC0 | c >> 6);
-        put(0x80 | (c & 0x3F));
-    } else if (c < 0x10000) {
-        put(0xE0 | c >> 12);
-        put(0x80 | (c >> 6 & 0x3F));
-        put(0x80 | (c & 0x3F));
-    } else if (c <= 0x1FFFFF) {
-        put(0xF0 | c >> 18);
-        put(0x80 | (c >> 12 & 0x3F));
-        put(0x80 | (c >> 6 & 0x3F));
-        put(0x80 | (c & 0x3F));
-    } else {
-        return false;
-    }
+    for (size_t i = count; i-- > 1; c >>= 6)
+        bytes[i] = static_cast<char>(0x80 | (c & 0x3F));
+    bytes[0] = static_cast<char>(lead_marks[count] | c);
     const uint64_t needed = uint64_t{length_} + 1 + count;
     return reserve(needed) >= needed && append({bytes, count});
 }

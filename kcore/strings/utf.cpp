@@ -79,10 +79,8 @@ bool utf16_to_utf8(std::span<const uint16_t> units, mstring_t &text) {
             continue;
         }
         if (unit >= 0xD800 && unit <= 0xDBFF) {
-            if (i + 1 == units.size()) {
-                msg_error("Input ends with leading surrogate.");
-                return false;
-            }
+            if (i + 1 == units.size())
+                return msg_error("Input ends with leading surrogate.");
             const uint32_t next = units[i + 1];
             if (next < 0xDC00 || next > 0xDFFF) {
                 msg_error("Leading surrogate without trailing one found.");

@@ -19,6 +19,7 @@ namespace kestrel {
 // Requests: kcore/ufs/io_pump.h.
 class fs_request_t;
 struct fs_callback_t;
+struct fs_transfer_t;
 
 class file_t {
   public:
@@ -40,7 +41,8 @@ class file_t {
     // Formats of kcore/strings/format.h; writes the text without its NUL.
     template <class... A>
     bool printf(format_for_t<std::type_identity_t<A>...> format, A... arguments) {
-        return printf_variadic(format.text, arguments...);
+        string_dyn_t text;
+        return text.assign_formatted(format, arguments...) && write(std::as_bytes(std::span(text.view())));
     }
     // The buffer is freed when the write succeeds and stays the caller's when it does not.
     bool write_owned(std::unique_ptr<std::byte[]> &buffer, size_t size);
@@ -83,14 +85,11 @@ class file_t {
     // Neither buffer is empty.
     virtual bool do_read(std::span<std::byte> buffer, uint64_t position) = 0;
     virtual bool do_write(std::span<const std::byte> bytes, uint64_t position) = 0;
-    virtual fs_request_t do_read_request(std::span<std::byte> buffer, uint64_t position,
-                                         const fs_callback_t &callback);
-    virtual fs_request_t do_write_request(std::span<const std::byte> bytes, uint64_t position,
-                                          const fs_callback_t &callback);
+    // The transfer has everything but the system's handle.
+    virtual fs_request_t do_request(const fs_transfer_t &transfer, const fs_callback_t &callback);
     virtual bool do_set_size(uint64_t) { return false; }
 
   private:
-    bool printf_variadic(const char *format, ...);
     bool read_cached(std::span<std::byte> buffer);
     bool refill_cache();
     size_t copy_from_cache(std::span<std::byte> buffer);
@@ -110,7 +109,7 @@ class file_t {
 using fs_display_name_t = string_local_t<1024>;
 fs_display_name_t display_name_of(const file_t *file);
 
-// How the name of a path kind reads in display names; null when it is none.
+// How the name of a path kind reads in display names; "BADFS" when it is none.
 const char *path_kind_word(fs_path_kind_t kind);
 
 // How much has been read past the caches: the process's totals, and the same since the profiler last took

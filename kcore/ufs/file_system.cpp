@@ -24,15 +24,9 @@ file_system_t *file_system() {
 static fs_device_t *well_known_device(fs_device_type_t type) {
     if (!instance)
         return nullptr;
-    switch (type) {
-    case fs_device_type_t::ufs:
+    if (type == fs_device_type_t::ufs)
         return instance->union_device.get();
-    case fs_device_type_t::sysfs:
-        return &instance->system_device;
-    case fs_device_type_t::unknown:
-        break;
-    }
-    return nullptr;
+    return type == fs_device_type_t::sysfs ? &instance->system_device : nullptr;
 }
 
 std::unique_ptr<file_t> fs_device_open(std::string_view path, fs_open_mode_t mode, fs_device_type_t type) {

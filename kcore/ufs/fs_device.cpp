@@ -4,18 +4,6 @@
 
 namespace kestrel {
 
-std::unique_ptr<file_t> fs_device_t::open(std::string_view, fs_open_mode_t) {
-    return nullptr;
-}
-
-bool fs_device_t::remove_file(std::string_view) {
-    return false;
-}
-
-bool fs_device_t::stat(std::string_view, fs_stat_t &) {
-    return false;
-}
-
 bool fs_device_t::is_file(std::string_view path) {
     fs_stat_t found;
     return stat(path, found) && found.kind == fs_kind_t::file;
@@ -26,24 +14,8 @@ bool fs_device_t::is_directory(std::string_view path) {
     return stat(path, found) && found.kind == fs_kind_t::directory;
 }
 
-bool fs_device_t::get_meta(std::string_view, fs_meta_t &) {
-    return false;
-}
-
 fs_request_t fs_device_t::read_chunk(std::string_view, std::span<std::byte>, uint64_t) {
     return {};
-}
-
-bool fs_device_t::chunk_finished(const fs_request_t &) {
-    return false;
-}
-
-bool fs_device_t::release_chunk(fs_request_t &) {
-    return false;
-}
-
-bool fs_device_t::create_directories(std::string_view) {
-    return false;
 }
 
 bool fs_device_t::create_parent_directories(std::string_view path) {
@@ -51,22 +23,6 @@ bool fs_device_t::create_parent_directories(std::string_view path) {
     if (slash == std::string_view::npos || slash == 0)
         return true;
     return create_directories(path.substr(0, slash));
-}
-
-bool fs_device_t::remove_directory(std::string_view) {
-    return false;
-}
-
-bool fs_device_t::copy_file(std::string_view, std::string_view, bool) {
-    return false;
-}
-
-bool fs_device_t::move_file(std::string_view, std::string_view, bool) {
-    return false;
-}
-
-std::optional<fs_listing_t> fs_device_t::list(std::string_view) {
-    return std::nullopt;
 }
 
 void fs_device_t::set_mount(std::string_view mount_point, uint16_t mount_id, uint32_t owner) {

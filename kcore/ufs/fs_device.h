@@ -29,9 +29,9 @@ class fs_device_t {
     fs_device_t(const fs_device_t &) = delete;
     fs_device_t &operator=(const fs_device_t &) = delete;
 
-    virtual std::unique_ptr<file_t> open(std::string_view path, fs_open_mode_t mode);
-    virtual bool remove_file(std::string_view path);
-    virtual bool stat(std::string_view path, fs_stat_t &out);
+    virtual std::unique_ptr<file_t> open(std::string_view, fs_open_mode_t) { return nullptr; }
+    virtual bool remove_file(std::string_view) { return false; }
+    virtual bool stat(std::string_view, fs_stat_t &) { return false; }
     bool is_file(std::string_view path);
     bool is_directory(std::string_view path);
     // False for a path that this device cannot have, being too long below its root. Says nothing.
@@ -39,18 +39,19 @@ class fs_device_t {
 
     // What devices ask of a loading service: what it knows of a file, and reads of parts of files that it
     // carries out. No device of this library has one, so the first gives false and the second is empty.
-    virtual bool get_meta(std::string_view path, fs_meta_t &out);
+    virtual bool get_meta(std::string_view, fs_meta_t &) { return false; }
     virtual fs_request_t read_chunk(std::string_view path, std::span<std::byte> buffer, uint64_t position);
-    virtual bool chunk_finished(const fs_request_t &request);
-    virtual bool release_chunk(fs_request_t &request);
+    virtual bool chunk_finished(const fs_request_t &) { return false; }
+    virtual bool release_chunk(fs_request_t &) { return false; }
 
-    virtual bool create_directories(std::string_view path);
+    virtual bool create_directories(std::string_view) { return false; }
     // Those above the last separator of the path; a path without one, or with only a leading one, needs none.
     bool create_parent_directories(std::string_view path);
-    virtual bool remove_directory(std::string_view path);
-    virtual bool copy_file(std::string_view from, std::string_view to, bool overwrite);
-    virtual bool move_file(std::string_view from, std::string_view to, bool replace);
-    virtual std::optional<fs_listing_t> list(std::string_view path);
+    virtual bool remove_directory(std::string_view) { return false; }
+    // From, to, and whether a file that has the second name is replaced.
+    virtual bool copy_file(std::string_view, std::string_view, bool) { return false; }
+    virtual bool move_file(std::string_view, std::string_view, bool) { return false; }
+    virtual std::optional<fs_listing_t> list(std::string_view) { return std::nullopt; }
     virtual void set_mount(std::string_view mount_point, uint16_t mount_id, uint32_t owner);
 
     const string_dyn_t &name() const { return name_; }

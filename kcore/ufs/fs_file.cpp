@@ -8,10 +8,7 @@
 namespace kestrel {
 
 bool check_reason(fs_reason_t reason, const char *name) {
-    const auto says = [&](const char *text) {
-        msg_error("[fs] %s: %s", name, text);
-        return false;
-    };
+    const auto says = [&](const char *text) { return msg_error("[fs] %s: %s", name, text); };
     switch (reason) {
     case fs_reason_t::none:
         return true;
@@ -42,15 +39,8 @@ fs_display_name_t display_name_of(const file_t *file) {
 }
 
 const char *path_kind_word(fs_path_kind_t kind) {
-    switch (kind) {
-    case fs_path_kind_t::unknown:
-        return "UNKNOWNFS";
-    case fs_path_kind_t::ufs:
-        return "UFS";
-    case fs_path_kind_t::sysfs:
-        return "SYSFS";
-    }
-    return nullptr;
+    constexpr const char *words[] = {"UNKNOWNFS", "UFS", "SYSFS"};
+    return kind <= fs_path_kind_t::sysfs ? words[static_cast<size_t>(kind)] : "BADFS";
 }
 
 void fs_read_statistics_t::add_read(uint64_t bytes) {
@@ -60,22 +50,16 @@ void fs_read_statistics_t::add_read(uint64_t bytes) {
     recent_bytes.fetch_add(bytes, std::memory_order_relaxed);
 }
 
-fs_request_t file_t::do_read_request(std::span<std::byte>, uint64_t, const fs_callback_t &) {
-    return {};
-}
-
-fs_request_t file_t::do_write_request(std::span<const std::byte>, uint64_t, const fs_callback_t &) {
+fs_request_t file_t::do_request(const fs_transfer_t &, const fs_callback_t &) {
     return {};
 }
 
 bool file_t::commit() {
-    msg_error("[file_t] Cannot use commit atomic operation on file %s", display_name_of(this).c_str());
-    return false;
+    return msg_error("[file_t] Cannot use commit atomic operation on file %s", display_name_of(this).c_str());
 }
 
 bool file_t::cancel() {
-    msg_error("[file_t] Cannot use cancel atomic operation on file %s", display_name_of(this).c_str());
-    return false;
+    return msg_error("[file_t] Cannot use cancel atomic operation on file %s", display_name_of(this).c_str());
 }
 
 uint64_t file_t::get_size() const {
@@ -104,7 +88,7 @@ bool file_t::write_at(std::span<const std::byte> bytes, uint64_t position) {
 
 fs_request_t file_t::read_request(std::span<std::byte> buffer, uint64_t position,
                                   const fs_callback_t &callback) {
-    return do_read_request(buffer, position, callback);
+    return do_request({.reads = true, .into = buffer, .position = position}, callback);
 }
 
 // The cache could be filled again before the bytes have arrived.
@@ -112,7 +96,7 @@ fs_request_t file_t::write_request(std::span<const std::byte> bytes, uint64_t po
                                    const fs_callback_t &callback) {
     drop_cache();
     has_write_requests_ = true;
-    return do_write_request(bytes, position, callback);
+    return do_request({.reads = false, .from = bytes, .position = position}, callback);
 }
 
 bool file_t::set_size(uint64_t size) {
@@ -125,8 +109,11 @@ bool file_t::read(std::span<std::byte> buffer) {
         return true;
     if (!buffer.data())
         return false;
-    if (uses_read_cache() && !has_write_requests_)
-        return read_cached(buffer);
+    const bool cached = uses_read_cache() && !has_write_requests_;
+    if (cached)
+        buffer = buffer.subspan(copy_from_cache(buffer));
+    if (cached && buffer.size() <= cache_size)
+        return buffer.empty() || read_cached(buffer);
     if (!read_at(buffer, offset_))
         return false;
     offset_ += buffer.size();
@@ -134,23 +121,10 @@ bool file_t::read(std::span<std::byte> buffer) {
 }
 
 bool file_t::read_cached(std::span<std::byte> buffer) {
-    buffer = buffer.subspan(copy_from_cache(buffer));
-    if (buffer.empty())
-        return true;
-    if (buffer.size() > cache_size) {
-        if (!read_at(buffer, offset_))
-            return false;
-        offset_ += buffer.size();
-        return true;
-    }
-    if (!refill_cache()) {
-        msg_error("[fs] cached read - buffer update failed (%s)", display_name_of(this).c_str());
-        return false;
-    }
-    if (cache_length_ < buffer.size()) {
-        msg_error("[fs] cached read - read request too big (%s)", display_name_of(this).c_str());
-        return false;
-    }
+    if (!refill_cache())
+        return msg_error("[fs] cached read - buffer update failed (%s)", display_name_of(this).c_str());
+    if (cache_length_ < buffer.size())
+        return msg_error("[fs] cached read - read request too big (%s)", display_name_of(this).c_str());
     copy_from_cache(buffer);
     return true;
 }
@@ -201,15 +175,6 @@ bool file_t::write_owned(std::unique_ptr<std::byte[]> &buffer, size_t size) {
         return false;
     buffer.reset();
     return true;
-}
-
-bool file_t::printf_variadic(const char *format, ...) {
-    string_dyn_t text;
-    va_list arguments;
-    va_start(arguments, format);
-    const bool whole = text.format_at(0, format, arguments);
-    va_end(arguments);
-    return whole && write(std::as_bytes(std::span(text.view())));
 }
 
 } // namespace kestrel

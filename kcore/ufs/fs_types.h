@@ -26,19 +26,8 @@ enum class fs_open_mode_t : uint32_t {
 
 // The mode's name in messages.
 constexpr const char *fs_open_mode_name(fs_open_mode_t mode) {
-    switch (mode) {
-    case fs_open_mode_t::read:
-        return "read";
-    case fs_open_mode_t::create:
-        return "create";
-    case fs_open_mode_t::create_truncate:
-        return "create_truncate";
-    case fs_open_mode_t::create_or_read_write:
-        return "create_or_read_write";
-    case fs_open_mode_t::atomic:
-        return "atomic";
-    }
-    return "unknown";
+    constexpr const char *names[] = {"read", "create", "create_truncate", "create_or_read_write", "atomic"};
+    return mode <= fs_open_mode_t::atomic ? names[static_cast<size_t>(mode)] : "unknown";
 }
 
 // Why the operating system did not do what it was asked for.
@@ -80,6 +69,8 @@ struct fs_stat_t {
 struct fs_listing_entry_t {
     string_dyn_t name;
     fs_kind_t kind = fs_kind_t::neither;
+
+    bool operator<(const fs_listing_entry_t &other) const { return name.view() < other.name.view(); }
 };
 
 // The entries of one directory in byte order of their names, without "." and "..".

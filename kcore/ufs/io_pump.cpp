@@ -8,6 +8,7 @@ struct fs_request_t::transfer_t final : fs_transfer_t {
     transfer_t(const fs_transfer_t &transfer, const fs_callback_t &called)
         : fs_transfer_t(transfer), callback(called) {}
 
+    transfer_t *next = nullptr; // in the queue
     fs_callback_t callback;
     bool done = false;
     bool success = false;
@@ -39,17 +40,10 @@ void fs_request_t::swap(fs_request_t &other) noexcept {
     std::swap(success_, other.success_);
 }
 
-fs_request_t fs_io_pump_t::read(fs_handle_t handle, std::span<std::byte> buffer, uint64_t position,
-                                const fs_callback_t &callback) {
-    return ask(std::unique_ptr<transfer_t>(new transfer_t({true, handle, buffer, {}, position}, callback)));
-}
-
-fs_request_t fs_io_pump_t::write(fs_handle_t handle, std::span<const std::byte> bytes, uint64_t position,
-                                 const fs_callback_t &callback) {
-    return ask(std::unique_ptr<transfer_t>(new transfer_t({false, handle, {}, bytes, position}, callback)));
-}
-
-fs_request_t fs_io_pump_t::ask(std::unique_ptr<transfer_t> transfer) {
+fs_request_t fs_io_pump_t::ask(fs_handle_t handle, const fs_transfer_t &asked,
+                               const fs_callback_t &callback) {
+    auto transfer = std::make_unique<transfer_t>(asked, callback);
+    transfer->handle = handle;
     std::unique_lock lock(mutex_);
     if (stopping_) {
         lock.unlock();
@@ -70,21 +64,18 @@ fs_request_t fs_io_pump_t::ask(std::unique_ptr<transfer_t> transfer) {
 
 fs_io_pump_t::transfer_t &fs_io_pump_t::take_first() {
     transfer_t &transfer = *first_;
-    first_ = static_cast<transfer_t *>(transfer.next);
+    first_ = transfer.next;
     return transfer;
 }
 
-bool fs_io_pump_t::start(transfer_t &transfer) {
-    if (!maker_->start(transfer))
-        return false;
-    in_flight_.push_back(&transfer);
-    return true;
-}
-
 void fs_io_pump_t::start_queued(std::unique_lock<std::mutex> &lock) {
-    while (!stopping_ && first_ && in_flight_.size() < max_in_flight)
-        if (transfer_t &transfer = take_first(); !start(transfer))
+    while (!stopping_ && first_ && in_flight_.size() < max_in_flight) {
+        transfer_t &transfer = take_first();
+        if (maker_->start(transfer))
+            in_flight_.push_back(&transfer);
+        else
             fail(transfer, lock);
+    }
 }
 
 void fs_io_pump_t::fail(transfer_t &transfer, std::unique_lock<std::mutex> &lock) {
@@ -112,7 +103,7 @@ void fs_io_pump_t::end(transfer_t &transfer, bool success) {
 }
 
 bool fs_io_pump_t::is_active(fs_handle_t handle) const {
-    for (const fs_transfer_t *queued = first_; queued; queued = queued->next)
+    for (const transfer_t *queued = first_; queued; queued = queued->next)
         if (queued->handle == handle)
             return true;
     return std::any_of(in_flight_.begin(), in_flight_.end(),

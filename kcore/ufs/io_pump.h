@@ -72,11 +72,8 @@ class fs_io_pump_t final : private fs_transfer_listener_t {
     ~fs_io_pump_t() { stop(); }
     fs_io_pump_t(const fs_io_pump_t &) = delete;
     fs_io_pump_t &operator=(const fs_io_pump_t &) = delete;
-
-    fs_request_t read(fs_handle_t handle, std::span<std::byte> buffer, uint64_t position,
-                      const fs_callback_t &callback);
-    fs_request_t write(fs_handle_t handle, std::span<const std::byte> bytes, uint64_t position,
-                       const fs_callback_t &callback);
+    // By this handle, whatever stands in the transfer.
+    fs_request_t ask(fs_handle_t handle, const fs_transfer_t &asked, const fs_callback_t &callback);
 
     // Returns when no transfer of the handle is queued or under way.
     void settle(fs_handle_t handle);
@@ -88,7 +85,6 @@ class fs_io_pump_t final : private fs_transfer_listener_t {
     friend class fs_request_t;
     using transfer_t = fs_request_t::transfer_t;
 
-    fs_request_t ask(std::unique_ptr<transfer_t> transfer);
     void ended(fs_transfer_t &transfer, bool success) override;
 
     // Under the lock, which is given back for as long as a callback runs.
@@ -96,7 +92,6 @@ class fs_io_pump_t final : private fs_transfer_listener_t {
     void fail(transfer_t &transfer, std::unique_lock<std::mutex> &lock);
     // Under the lock.
     transfer_t &take_first();
-    bool start(transfer_t &transfer);
     bool is_active(fs_handle_t handle) const;
     void end(transfer_t &transfer, bool success);
 

@@ -32,10 +32,6 @@ rcfs_device_t::rcfs_device_t(file_system_t &system, std::string_view base_direct
     dependencies_ = make_created_store(system, joined(resources.view(), "@dep"));
 }
 
-std::unique_ptr<file_t> rcfs_device_t::open(std::string_view path, fs_open_mode_t mode) {
-    return cache_->open(path, mode);
-}
-
 bool rcfs_device_t::remove_file(std::string_view path) {
     if (!perform_conversion())
         msg_warning("Expected rcfs_device_t::perform_conversion() to be true, but it is not.");
@@ -46,29 +42,9 @@ bool rcfs_device_t::remove_file(std::string_view path) {
     return true;
 }
 
-bool rcfs_device_t::stat(std::string_view path, fs_stat_t &out) {
-    return cache_->stat(path, out);
-}
-
-bool rcfs_device_t::get_meta(std::string_view path, fs_meta_t &out) {
-    return cache_->get_meta(path, out);
-}
-
 fs_request_t rcfs_device_t::read_chunk(std::string_view path, std::span<std::byte> buffer,
                                        uint64_t position) {
     return cache_->read_chunk(path, buffer, position);
-}
-
-bool rcfs_device_t::chunk_finished(const fs_request_t &request) {
-    return cache_->chunk_finished(request);
-}
-
-bool rcfs_device_t::release_chunk(fs_request_t &request) {
-    return cache_->release_chunk(request);
-}
-
-std::optional<fs_listing_t> rcfs_device_t::list(std::string_view path) {
-    return cache_->list(path);
 }
 
 void rcfs_device_t::set_mount(std::string_view mount_point, uint16_t mount_id, uint32_t owner) {

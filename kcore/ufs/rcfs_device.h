@@ -25,16 +25,18 @@ class rcfs_device_t final : public fs_device_t {
     // Whether sources are converted when they are accessed: in this system never.
     bool perform_conversion() const { return false; }
 
-    std::unique_ptr<file_t> open(std::string_view path, fs_open_mode_t mode) override;
+    std::unique_ptr<file_t> open(std::string_view path, fs_open_mode_t mode) override {
+        return cache_->open(path, mode);
+    }
     bool can_name(std::string_view path) const override { return cache_->can_name(path); }
     // Removes an output and its dependency file. Warns, and always gives true.
     bool remove_file(std::string_view path) override;
-    bool stat(std::string_view path, fs_stat_t &out) override;
-    bool get_meta(std::string_view path, fs_meta_t &out) override;
+    bool stat(std::string_view path, fs_stat_t &out) override { return cache_->stat(path, out); }
+    bool get_meta(std::string_view path, fs_meta_t &out) override { return cache_->get_meta(path, out); }
     fs_request_t read_chunk(std::string_view path, std::span<std::byte> buffer, uint64_t position) override;
-    bool chunk_finished(const fs_request_t &request) override;
-    bool release_chunk(fs_request_t &request) override;
-    std::optional<fs_listing_t> list(std::string_view path) override;
+    bool chunk_finished(const fs_request_t &request) override { return cache_->chunk_finished(request); }
+    bool release_chunk(fs_request_t &request) override { return cache_->release_chunk(request); }
+    std::optional<fs_listing_t> list(std::string_view path) override { return cache_->list(path); }
     void set_mount(std::string_view mount_point, uint16_t mount_id, uint32_t owner) override;
 
     sysfs_device_t &primary_store() { return *primary_; }

@@ -27,8 +27,7 @@ bool sysfs_atomic_file_t::close() {
 }
 
 bool sysfs_atomic_file_t::refuse_to_read() const {
-    msg_error("[sysfs_atomic_file_t] Atomic file does not support read operation.");
-    return false;
+    return msg_error("[sysfs_atomic_file_t] Atomic file does not support read operation.");
 }
 
 bool sysfs_atomic_file_t::can_write() const {
@@ -45,14 +44,9 @@ bool sysfs_atomic_file_t::do_write(std::span<const std::byte> bytes, uint64_t po
     return can_write() && buffer_->write_at(bytes, position);
 }
 
-fs_request_t sysfs_atomic_file_t::do_read_request(std::span<std::byte>, uint64_t, const fs_callback_t &) {
-    refuse_to_read();
-    return {};
-}
-
-fs_request_t sysfs_atomic_file_t::do_write_request(std::span<const std::byte> bytes, uint64_t position,
-                                                   const fs_callback_t &callback) {
-    return can_write() ? buffer_->write_request(bytes, position, callback) : fs_request_t();
+fs_request_t sysfs_atomic_file_t::do_request(const fs_transfer_t &transfer, const fs_callback_t &callback) {
+    const bool possible = transfer.reads ? refuse_to_read() : can_write();
+    return possible ? buffer_->write_request(transfer.from, transfer.position, callback) : fs_request_t();
 }
 
 // Closes the buffer file; gives its path.
@@ -63,19 +57,15 @@ fs_path_t sysfs_atomic_file_t::take_buffer() {
 }
 
 bool sysfs_atomic_file_t::cancel() {
-    if (!is_open()) {
-        msg_error("[sysfs_atomic_file_t] Cannot cancel, buffer file is already closed.");
-        return false;
-    }
+    if (!is_open())
+        return msg_error("[sysfs_atomic_file_t] Cannot cancel, buffer file is already closed.");
     device_.remove_file(take_buffer().view());
     return true;
 }
 
 bool sysfs_atomic_file_t::commit() {
-    if (!is_open()) {
-        msg_error("[sysfs_atomic_file_t] Cannot commit, buffer file is already closed.");
-        return false;
-    }
+    if (!is_open())
+        return msg_error("[sysfs_atomic_file_t] Cannot commit, buffer file is already closed.");
     const bool flushed = buffer_->flush();
     const bool closed = buffer_->close();
     const fs_path_t buffer_path = take_buffer();

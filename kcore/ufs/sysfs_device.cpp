@@ -52,14 +52,11 @@ bool sysfs_device_t::get_system_location(std::string_view path, mstring_t &locat
     fs_path_t fitting;
     if (path.find('\0') != std::string_view::npos) {
         compose(name().view(), path, fitting);
-        msg_error("[fs] path holds a NUL byte after '%s'", fitting.c_str());
-        return false;
+        return msg_error("[fs] path holds a NUL byte after '%s'", fitting.c_str());
     }
-    if (!compose(name().view(), path, fitting)) {
-        msg_error("[fs] path is longer than 255 bytes: '%s' (below '%s')", string_dyn_t(path).c_str(),
-                  name().c_str());
-        return false;
-    }
+    if (!compose(name().view(), path, fitting))
+        return msg_error("[fs] path is longer than 255 bytes: '%s' (below '%s')", string_dyn_t(path).c_str(),
+                         name().c_str());
     return location.assign(fitting);
 }
 
@@ -68,8 +65,7 @@ bool sysfs_device_t::locate_for_change(std::string_view path, fs_path_t &locatio
         return false;
     if (name().empty() || !climbs_out(path))
         return true;
-    msg_error("[fs] %s: leads out of its tree, left alone", location.c_str());
-    return false;
+    return msg_error("[fs] %s: leads out of its tree, left alone", location.c_str());
 }
 
 std::unique_ptr<file_t> sysfs_device_t::open(std::string_view path, fs_open_mode_t mode) {

@@ -19,17 +19,13 @@ bool sysfs_named_file_t::get_mount_path(mstring_t &path) const {
 bool sysfs_named_file_t::get_display_name(mstring_t &text) const {
     const char *const file = name().c_str();
     const char *const root = device_.name().c_str();
-    switch (path_kind()) {
-    case fs_path_kind_t::unknown:
-        return text.assign_formatted("%s<%s>%s", prefix_, path_kind_word(path_kind()), file);
-    case fs_path_kind_t::ufs:
+    if (path_kind() == fs_path_kind_t::ufs)
         return text.assign_formatted("%s<%s | %s>%s", prefix_, root, device_.mount_point().c_str(), file);
-    case fs_path_kind_t::sysfs:
-        return text.assign_formatted("%s<%s>%s%s", prefix_, path_kind_word(path_kind()),
-                                     shows_root_ ? root : "", file);
-    }
-    text.assign_formatted("<%s>%s", "BADFS", file);
-    return false;
+    const bool is_kind = path_kind() <= fs_path_kind_t::sysfs;
+    const bool shows_root = shows_root_ && path_kind() == fs_path_kind_t::sysfs;
+    return text.assign_formatted("%s<%s>%s%s", is_kind ? prefix_ : "", path_kind_word(path_kind()),
+                                 shows_root ? root : "", file) &&
+           is_kind;
 }
 
 uint16_t sysfs_named_file_t::get_mount_id() const {
@@ -59,14 +55,8 @@ bool sysfs_file_t::do_write(std::span<const std::byte> bytes, uint64_t position)
     return is_open() && check(device_.platform().write_all(handle_, bytes, position));
 }
 
-fs_request_t sysfs_file_t::do_read_request(std::span<std::byte> buffer, uint64_t position,
-                                           const fs_callback_t &callback) {
-    return is_open() ? device_.pump().read(handle_, buffer, position, callback) : fs_request_t();
-}
-
-fs_request_t sysfs_file_t::do_write_request(std::span<const std::byte> bytes, uint64_t position,
-                                            const fs_callback_t &callback) {
-    return is_open() ? device_.pump().write(handle_, bytes, position, callback) : fs_request_t();
+fs_request_t sysfs_file_t::do_request(const fs_transfer_t &transfer, const fs_callback_t &callback) {
+    return is_open() ? device_.pump().ask(handle_, transfer, callback) : fs_request_t();
 }
 
 bool sysfs_file_t::do_set_size(uint64_t size) {
@@ -85,8 +75,8 @@ bool sysfs_file_t::close() {
     device_.pump().settle(handle_);
     if (check(device_.platform().close(std::exchange(handle_, fs_handle_t::invalid))))
         return true;
-    msg_error("[fs] closing reported an error, written data may be lost (%s)", display_name_of(this).c_str());
-    return false;
+    return msg_error("[fs] closing reported an error, written data may be lost (%s)",
+                     display_name_of(this).c_str());
 }
 
 } // namespace kestrel

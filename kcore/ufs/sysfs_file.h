@@ -49,10 +49,7 @@ class sysfs_file_t final : public sysfs_named_file_t {
   protected:
     bool do_read(std::span<std::byte> buffer, uint64_t position) override;
     bool do_write(std::span<const std::byte> bytes, uint64_t position) override;
-    fs_request_t do_read_request(std::span<std::byte> buffer, uint64_t position,
-                                 const fs_callback_t &callback) override;
-    fs_request_t do_write_request(std::span<const std::byte> bytes, uint64_t position,
-                                  const fs_callback_t &callback) override;
+    fs_request_t do_request(const fs_transfer_t &transfer, const fs_callback_t &callback) override;
     bool do_set_size(uint64_t size) override;
 
   private:

@@ -89,13 +89,6 @@ void unit_t::drop_reference() {
         unit_deletion_list_t::append(*this);
 }
 
-bool is_of_class(const unit_t &unit, const unit_class_t &unit_class) {
-    const unit_class_t *level = &unit.get_class();
-    while (level && level != &unit_class)
-        level = level->parent;
-    return level;
-}
-
 void owned_unit_t::adopt(unit_t *unit) {
     if (unit == unit_)
         return;

@@ -82,14 +82,6 @@ class unit_t {
     bool waiting_ = false;
 };
 
-bool is_of_class(const unit_t &unit, const unit_class_t &unit_class);
-
-// The unit as one of the class U; null when it is none or another.
-template <class U>
-U *unit_cast(unit_t *unit) {
-    return unit && is_of_class(*unit, U::unit_class) ? static_cast<U *>(unit) : nullptr;
-}
-
 // Units whose last reference is gone, waiting to be deleted.
 class unit_deletion_list_t {
   public:

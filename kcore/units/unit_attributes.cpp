@@ -89,18 +89,14 @@ static bool clone_value(const array_dyn_t<T> &source, array_dyn_t<T> &target) {
     return cloned;
 }
 
-static bool clone_known_value(const unit_t &source, const unit_attribute_t &attribute, unit_t &target,
-                              bool &cloned) {
-    return unit_values_t::visit(attribute.type, [&]<class T>(std::type_identity<T>) {
-        cloned = clone_value(unit_value<T>(source, attribute), unit_value<T>(target, attribute));
-    });
-}
-
 bool perform_clone_attribute_to(const unit_t &source, const unit_attribute_t &attribute, unit_t &target) {
     if (attribute.offset == unit_attribute_t::no_storage)
         return true;
     bool cloned = false;
-    if (clone_known_value(source, attribute, target, cloned))
+    const bool known = unit_values_t::visit(attribute.type, [&]<class T>(std::type_identity<T>) {
+        cloned = clone_value(unit_value<T>(source, attribute), unit_value<T>(target, attribute));
+    });
+    if (known)
         return cloned;
     if (attribute.type == unit_type::resource_tie)
         return unit_resource_tie().clone_scalar(source, attribute, target);

@@ -18,9 +18,8 @@ static known_unit_class_t *find(uint32_t class_id) {
     return found == classes().end() ? nullptr : found;
 }
 
-std::optional<known_unit_class_t> find_unit_class(uint32_t class_id) {
-    const known_unit_class_t *const found = find(class_id);
-    return found ? std::optional(*found) : std::nullopt;
+const known_unit_class_t *find_unit_class(uint32_t class_id) {
+    return find(class_id);
 }
 
 bool register_unit_class(std::string_view registered_name, const unit_class_t *description) {

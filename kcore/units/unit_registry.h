@@ -5,7 +5,6 @@
 // before other threads ask.
 
 #include <cstdint>
-#include <optional>
 #include <string_view>
 
 namespace kestrel {
@@ -29,8 +28,8 @@ struct known_unit_class_t {
 // description.
 bool register_unit_class(std::string_view registered_name, const unit_class_t *description = nullptr);
 
-// None for an id that no class has.
-std::optional<known_unit_class_t> find_unit_class(uint32_t class_id);
+// Null for an id that no class has.
+const known_unit_class_t *find_unit_class(uint32_t class_id);
 
 // For the start and the end of the core library.
 void register_core_unit_classes();

@@ -45,19 +45,10 @@ namespace values {
 using float2_t = std::array<float, 2>;
 using float3_t = std::array<float, 3>;
 using float4_t = std::array<float, 4>;
-using int2_t = std::array<int32_t, 2>;
-using uint2_t = std::array<uint32_t, 2>;
 
 // A multiple of 2^-8.
 struct fixed_t {
     int32_t raw;
-};
-using fixed2_t = std::array<fixed_t, 2>;
-using fixed3_t = std::array<fixed_t, 3>;
-using fixed4_t = std::array<fixed_t, 4>;
-
-struct float4x4_t {
-    float4_t rows[4];
 };
 struct quaternion_t {
     float w, x, y, z;
@@ -129,15 +120,16 @@ struct unit_value_list_t {
 using unit_values_t = unit_value_list_t<
     unit_value_t<unit_type::string, string_dyn_t>, unit_value_t<3, token_t>, unit_value_t<5, float>,
     unit_value_t<7, values::float2_t>, unit_value_t<9, values::float3_t>, unit_value_t<11, values::float4_t>,
-    unit_value_t<13, values::fixed_t>, unit_value_t<15, values::fixed2_t>, unit_value_t<17, values::fixed3_t>,
-    unit_value_t<19, values::fixed4_t>, unit_value_t<21, values::float4x4_t>,
-    unit_value_t<23, values::quaternion_t>, unit_value_t<25, values::placement_t>,
-    unit_value_t<27, values::uniform_placement_t>, unit_value_t<29, values::scaled_placement_t>,
-    unit_value_t<31, values::plane_t>, unit_value_t<33, values::sphere_t>, unit_value_t<35, values::box_t>,
-    unit_value_t<37, values::word_t<37>>, unit_value_t<39, values::word_t<39>>, unit_value_t<41, int16_t>,
-    unit_value_t<43, uint16_t>, unit_value_t<45, int32_t>, unit_value_t<47, uint32_t>,
-    unit_value_t<49, int64_t>, unit_value_t<51, uint64_t>, unit_value_t<53, values::int2_t>,
-    unit_value_t<55, values::uint2_t>, unit_value_t<57, bool>, unit_value_t<59, values::word_t<59>>,
+    unit_value_t<13, values::fixed_t>, unit_value_t<15, std::array<values::fixed_t, 2>>,
+    unit_value_t<17, std::array<values::fixed_t, 3>>, unit_value_t<19, std::array<values::fixed_t, 4>>,
+    unit_value_t<21, std::array<values::float4_t, 4>>, unit_value_t<23, values::quaternion_t>,
+    unit_value_t<25, values::placement_t>, unit_value_t<27, values::uniform_placement_t>,
+    unit_value_t<29, values::scaled_placement_t>, unit_value_t<31, values::plane_t>,
+    unit_value_t<33, values::sphere_t>, unit_value_t<35, values::box_t>, unit_value_t<37, values::word_t<37>>,
+    unit_value_t<39, values::word_t<39>>, unit_value_t<41, int16_t>, unit_value_t<43, uint16_t>,
+    unit_value_t<45, int32_t>, unit_value_t<47, uint32_t>, unit_value_t<49, int64_t>,
+    unit_value_t<51, uint64_t>, unit_value_t<53, std::array<int32_t, 2>>,
+    unit_value_t<55, std::array<uint32_t, 2>>, unit_value_t<57, bool>, unit_value_t<59, values::word_t<59>>,
     unit_value_t<unit_type::owned_unit, owned_unit_t>, unit_value_t<unit_type::unit_link, unit_link_t>,
     unit_value_t<unit_type::other_unit_link, other_unit_link_t>>;
 

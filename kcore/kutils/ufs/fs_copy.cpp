@@ -12,16 +12,12 @@ static bool copy_blocks(file_t &destination, file_t &source) {
     const uint64_t size = source.get_size();
     for (uint64_t position = 0; position < size;) {
         const std::span block(storage.data(), std::min<uint64_t>(size - position, storage.size()));
-        if (!source.read_at(block, position)) {
-            msg_error("[fs_copy] error reading block: %s @ %I64u (chunk size %Iu)",
-                      display_name_of(&source).c_str(), source.offset(), block.size());
-            return false;
-        }
-        if (!destination.write_at(block, destination.offset())) {
-            msg_error("[fs_copy] error writing block: %s @ %I64u (chunk size %Iu)",
-                      display_name_of(&destination).c_str(), destination.offset(), block.size());
-            return false;
-        }
+        if (!source.read_at(block, position))
+            return msg_error("[fs_copy] error reading block: %s @ %I64u (chunk size %Iu)",
+                             display_name_of(&source).c_str(), source.offset(), block.size());
+        if (!destination.write_at(block, destination.offset()))
+            return msg_error("[fs_copy] error writing block: %s @ %I64u (chunk size %Iu)",
+                             display_name_of(&destination).c_str(), destination.offset(), block.size());
         destination.set_offset(destination.offset() + block.size());
         position += block.size();
     }
@@ -29,19 +25,14 @@ static bool copy_blocks(file_t &destination, file_t &source) {
 }
 
 bool fs_copy(file_t *destination, file_t *source) {
-    if (!source || !destination) {
-        if (!source)
-            msg_error("[fs_copy] incorrect source file!");
-        else
-            msg_error("[fs_copy] incorrect destination file!");
-        return false;
-    }
+    if (!source)
+        return msg_error("[fs_copy] incorrect source file!");
+    if (!destination)
+        return msg_error("[fs_copy] incorrect destination file!");
     source->set_offset(0);
     destination->set_offset(0);
-    if (!copy_blocks(*destination, *source)) {
-        msg_error("[fs_copy] failed to copy files!");
-        return false;
-    }
+    if (!copy_blocks(*destination, *source))
+        return msg_error("[fs_copy] failed to copy files!");
     destination->set_offset(0);
     return true;
 }

@@ -23,8 +23,7 @@ bool mem_file_t::get_mount_path(mstring_t &path) const {
 }
 
 bool mem_file_t::get_display_name(mstring_t &text) const {
-    const char *const word = path_kind_word(path_kind());
-    return text.assign_formatted("<MEMFILE><%s>%s", word ? word : "BADFS", name().c_str());
+    return text.assign_formatted("<MEMFILE><%s>%s", path_kind_word(path_kind()), name().c_str());
 }
 
 // A new page that is going to be overwritten whole needs no zeros.
@@ -39,11 +38,27 @@ mem_file_t::page_t &mem_file_t::get_page_for_writing(size_t index, bool overwrit
     }
     page_t *&entry = pages_.items()[index];
     if (!entry) {
-        entry = page_pool_.create();
+        entry = take_page();
         if (!overwritten)
-            entry->bytes.fill(std::byte{0});
+            entry->fill(std::byte{0});
     }
     return *entry;
+}
+
+// Its bytes are unset.
+mem_file_t::page_t *mem_file_t::take_page() {
+    constexpr size_t first_block = 4, largest_block = 64; // pages
+    if (!free_pages_.empty()) {
+        page_t *const page = free_pages_.back();
+        free_pages_.pop_back();
+        return page;
+    }
+    if (pages_left_ == 0) {
+        const size_t pages = blocks_.empty() ? first_block : std::min(2 * pages_a_block_, largest_block);
+        blocks_.push_back(std::make_unique_for_overwrite<page_t[]>(pages));
+        pages_left_ = pages_a_block_ = pages;
+    }
+    return &blocks_.back()[pages_a_block_ - pages_left_--];
 }
 
 bool mem_file_t::do_read(std::span<std::byte> buffer, uint64_t position) {
@@ -54,7 +69,7 @@ bool mem_file_t::do_read(std::span<std::byte> buffer, uint64_t position) {
         const size_t offset = position % page_size;
         const size_t piece = std::min(page_size - offset, buffer.size());
         if (const page_t *const page = index < pages_.size() ? pages_.items()[index] : nullptr)
-            std::memcpy(buffer.data(), page->bytes.data() + offset, piece);
+            std::memcpy(buffer.data(), page->data() + offset, piece);
         else
             std::memset(buffer.data(), 0, piece);
         buffer = buffer.subspan(piece);
@@ -70,7 +85,7 @@ bool mem_file_t::do_write(std::span<const std::byte> bytes, uint64_t position) {
         const size_t offset = position % page_size;
         const size_t piece = std::min(page_size - offset, bytes.size());
         page_t &page = get_page_for_writing(position / page_size, piece == page_size);
-        std::memcpy(page.bytes.data() + offset, bytes.data(), piece);
+        std::memcpy(page.data() + offset, bytes.data(), piece);
         bytes = bytes.subspan(piece);
         position += piece;
         size_ = std::max(size_, position);
@@ -78,17 +93,10 @@ bool mem_file_t::do_write(std::span<const std::byte> bytes, uint64_t position) {
     return true;
 }
 
-fs_request_t mem_file_t::do_read_request(std::span<std::byte> buffer, uint64_t position,
-                                         const fs_callback_t &callback) {
-    if (!buffer.empty() && !do_read(buffer, position))
-        return {};
-    callback.call(true);
-    return fs_request_t(true);
-}
-
-fs_request_t mem_file_t::do_write_request(std::span<const std::byte> bytes, uint64_t position,
-                                          const fs_callback_t &callback) {
-    if (read_only_ || (!bytes.empty() && !do_write(bytes, position)))
+fs_request_t mem_file_t::do_request(const fs_transfer_t &transfer, const fs_callback_t &callback) {
+    const bool done = transfer.reads ? transfer.into.empty() || do_read(transfer.into, transfer.position)
+                                     : do_write(transfer.from, transfer.position);
+    if (!done)
         return {};
     callback.call(true);
     return fs_request_t(true);
@@ -96,9 +104,11 @@ fs_request_t mem_file_t::do_write_request(std::span<const std::byte> bytes, uint
 
 void mem_file_t::resize_directory(size_t count) {
     pages_.reserve(count);
+    if (count < pages_.size())
+        free_pages_.reserve(free_pages_.size() + pages_.size() - count);
     for (; pages_.size() > count; pages_.pop_back())
         if (pages_.back())
-            page_pool_.destroy(pages_.back());
+            free_pages_.push_back(pages_.back());
     pages_.resize(count);
 }
 
@@ -115,8 +125,7 @@ bool mem_file_t::do_set_size(uint64_t size) {
     }
     if (size < size_ && size / page_size < pages_.size())
         if (page_t *const last = pages_.items()[size / page_size])
-            std::fill(last->bytes.begin() + static_cast<ptrdiff_t>(size % page_size), last->bytes.end(),
-                      std::byte{0});
+            std::fill(last->begin() + static_cast<ptrdiff_t>(size % page_size), last->end(), std::byte{0});
     size_ = size;
     return true;
 }

@@ -6,7 +6,7 @@
 // are done when they return. A write that no page can be had for throws std::bad_alloc and has written what
 // comes before that page; a page directory that cannot grow is fatal.
 
-#include "kcore/collections/object_pool.h"
+#include "kcore/collections/array.h"
 #include "kcore/ufs/file.h"
 
 #include <array>
@@ -36,27 +36,25 @@ class mem_file_t final : public file_t {
   protected:
     bool do_read(std::span<std::byte> buffer, uint64_t position) override;
     bool do_write(std::span<const std::byte> bytes, uint64_t position) override;
-    fs_request_t do_read_request(std::span<std::byte> buffer, uint64_t position,
-                                 const fs_callback_t &callback) override;
-    fs_request_t do_write_request(std::span<const std::byte> bytes, uint64_t position,
-                                  const fs_callback_t &callback) override;
+    fs_request_t do_request(const fs_transfer_t &transfer, const fs_callback_t &callback) override;
     bool do_set_size(uint64_t size) override;
 
   private:
-    struct page_t {
-        page_t() {} // the bytes are unset
-
-        alignas(void *) std::array<std::byte, page_size> bytes;
-    };
+    using page_t = std::array<std::byte, page_size>;
 
     page_t &get_page_for_writing(size_t index, bool overwritten);
+    page_t *take_page();
     void resize_directory(size_t count);
 
     bool read_only_ = false;
     bool fixed_size_ = false;
     uint64_t size_ = 0;
-    object_pool_t<page_t> page_pool_;
     array_dyn_t<page_t *> pages_; // null where nothing was written
+    // Where pages are taken from: blocks, each twice as large as the one before up to a limit.
+    array_dyn_t<std::unique_ptr<page_t[]>> blocks_;
+    size_t pages_a_block_ = 0;         // in the last one
+    size_t pages_left_ = 0;            // likewise
+    array_dyn_t<page_t *> free_pages_; // that were given back
 };
 
 // An empty memory file in the slot, in place of what it held.

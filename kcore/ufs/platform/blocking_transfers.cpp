@@ -27,9 +27,7 @@ class blocking_transfers_t final : public fs_transfer_maker_t {
     fs_transfer_listener_t &listener_;
     std::mutex mutex_;
     std::condition_variable work_;
-    fs_transfer_t *first_ = nullptr; // the queue
-    fs_transfer_t *last_ = nullptr;
-    size_t queued_ = 0;
+    array_local_t<fs_transfer_t *, fs_transfer_t::most_at_once> queue_;
     size_t idle_threads_ = 0;
     bool stopping_ = false;
     array_local_t<std::thread, fs_transfer_t::most_at_once> threads_;
@@ -47,14 +45,11 @@ blocking_transfers_t::~blocking_transfers_t() {
 
 bool blocking_transfers_t::start(fs_transfer_t &transfer) {
     const std::scoped_lock guard(mutex_);
-    if (idle_threads_ <= queued_)
+    if (idle_threads_ <= queue_.size())
         start_thread();
     if (threads_.empty())
         return false;
-    transfer.next = nullptr;
-    (first_ ? last_->next : first_) = &transfer;
-    last_ = &transfer;
-    ++queued_;
+    queue_.push_back(&transfer);
     work_.notify_one();
     return true;
 }
@@ -73,13 +68,12 @@ void blocking_transfers_t::serve() {
     std::unique_lock lock(mutex_);
     for (;;) {
         ++idle_threads_;
-        work_.wait(lock, [this] { return stopping_ || first_; });
+        work_.wait(lock, [this] { return stopping_ || !queue_.empty(); });
         --idle_threads_;
         if (stopping_)
             return;
-        fs_transfer_t &transfer = *first_;
-        first_ = transfer.next;
-        --queued_;
+        fs_transfer_t &transfer = *queue_[0];
+        queue_.erase(0);
         lock.unlock();
         listener_.ended(transfer, make(transfer));
         lock.lock();

@@ -231,9 +231,7 @@ fs_reason_t posix_platform_t::list(const char *path, fs_listing_t &entries) {
     }
     if (errno != 0)
         return reason_of(errno);
-    std::sort(entries.begin(), entries.end(), [](const fs_listing_entry_t &a, const fs_listing_entry_t &b) {
-        return a.name.view() < b.name.view();
-    });
+    std::sort(entries.begin(), entries.end());
     return fs_reason_t::none;
 }
 

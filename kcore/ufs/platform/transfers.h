@@ -19,12 +19,10 @@ struct fs_transfer_t {
     static constexpr size_t most_at_once = 8;
 
     bool reads;
-    fs_handle_t handle;
-    std::span<std::byte> into;       // of a read
-    std::span<const std::byte> from; // of a write
+    fs_handle_t handle = fs_handle_t::invalid;
+    std::span<std::byte> into{};       // of a read
+    std::span<const std::byte> from{}; // of a write
     uint64_t position;
-
-    fs_transfer_t *next = nullptr; // in a queue of whoever has it at the moment
 };
 
 class fs_transfer_listener_t {

@@ -285,9 +285,7 @@ fs_reason_t windows_platform_t::list(const char *path, fs_listing_t &entries) {
     } while (FindNextFileW(search.get(), &found));
     if (const DWORD error = GetLastError(); error != ERROR_NO_MORE_FILES)
         return reason_of(error);
-    std::sort(entries.begin(), entries.end(), [](const fs_listing_entry_t &a, const fs_listing_entry_t &b) {
-        return a.name.view() < b.name.view();
-    });
+    std::sort(entries.begin(), entries.end());
     return fs_reason_t::none;
 }
 

@@ -56,11 +56,10 @@ TEST_F(mount, a_device_gets_its_number_and_is_announced_without_leading_steps_up
         EXPECT_EQ(mounts().register_device(device, 1), number); // again
         EXPECT_EQ(device.mount_id(), number);
         EXPECT_EQ(device.owner(), union_device_t::number);
-        EXPECT_EQ(mounts().find(number), &device);
         EXPECT_EQ(messages_.text(), c.message) << c.name;
         mounts().unregister_device(device);
         EXPECT_EQ(device.mount_id(), fs_device_t::not_mounted);
-        EXPECT_EQ(mounts().find(number++), nullptr);
+        ++number;
     }
     messages_.clear();
     named_device_t device("never mounted");

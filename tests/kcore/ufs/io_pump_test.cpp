@@ -21,7 +21,8 @@ class io_pump : public testing::Test {
         platform_.take_calls();
     }
     fs_request_t read(uint64_t position, size_t count, const fs_callback_t &callback = {}) {
-        return pump_.read(handle_, std::span(buffers_[next_++]).first(count), position, callback);
+        const std::span into = std::span(buffers_[next_++]).first(count);
+        return pump_.ask(handle_, {.reads = true, .into = into, .position = position}, callback);
     }
 
     fake_platform_t platform_;

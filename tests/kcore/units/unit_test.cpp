@@ -61,7 +61,7 @@ void fill(T &value, int seed) {
         value.assign_formatted("text %d", seed);
     } else if constexpr (std::is_same_v<T, owned_unit_t>) {
         value.adopt(number_u::unit_class.create(1));
-        unit_cast<number_u>(value.get())->value = seed;
+        static_cast<number_u *>(value.get())->value = seed;
     } else if constexpr (requires { value.link_to(nullptr); }) {
         value.link_to(owned_elsewhere());
     } else if constexpr (requires { value.emplace_back(); }) {
@@ -81,7 +81,7 @@ bool is_copy(const T &a, const T &b) {
     else if constexpr (std::is_same_v<T, owned_unit_t>)
         return a.get() != b.get() && b.get()->is_owned() && b.get()->reference_count() == 1 &&
                b.get()->pool() == 1 &&
-               unit_cast<number_u>(a.get())->value == unit_cast<number_u>(b.get())->value;
+               static_cast<number_u *>(a.get())->value == static_cast<number_u *>(b.get())->value;
     else if constexpr (requires { a.get(); })
         return a.get() && a.get() == b.get();
     else if constexpr (requires { a.items(); })

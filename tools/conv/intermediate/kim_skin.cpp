@@ -3,8 +3,8 @@
 namespace kestrel {
 
 bool kim_skin_stream_t::initialise(stream_format_t format, uint32_t item_count, uint32_t total_weight_count,
-                                   uint32_t total_clone_count, size_t likely_bytes) {
-    if (!allocate(format, item_count, likely_bytes))
+                                   uint32_t total_clone_count) {
+    if (!allocate(format, item_count, 0))
         return false;
     total_weight_count_ = total_weight_count;
     total_clone_count_ = total_clone_count;

@@ -30,9 +30,10 @@ struct kim_skinitem_t {
 // Items of one value, the bones that pull it, and the (piece, vertex) pairs that share it.
 class kim_skin_stream_t : public kix_stream_t {
   public:
-    // Gives the result of allocating the stream; see kix_stream_t::allocate.
+    // Gives the result of allocating the stream, which takes no storage ahead: nothing compares the counts
+    // with what comes, and there may be many such streams.
     bool initialise(stream_format_t format, uint32_t item_count, uint32_t total_weight_count,
-                    uint32_t total_clone_count, size_t likely_bytes = SIZE_MAX);
+                    uint32_t total_clone_count);
     // All of these give false when the item or the pool has no room for more, or there is no item yet.
     bool add_item(std::span<const std::byte> value);
     bool set_weight_count(uint32_t count);
@@ -76,8 +77,6 @@ struct kim_piece_skin_item_t {
     uint32_t vertex_index_count;
 };
 
-using kim_piece_skin_weight_t = skin_weight_t;
-
 // Items of one position each, the bones that pull it, and the piece's vertices that share it.
 struct kim_piece_skin_t : kix_object_t {
     static constexpr uint32_t no_piece = 0xFFFFFFFF;
@@ -85,7 +84,7 @@ struct kim_piece_skin_t : kix_object_t {
 
     uint32_t piece_index = no_piece;
     array_dyn_t<kim_piece_skin_item_t> items;
-    array_dyn_t<kim_piece_skin_weight_t> weights;
+    array_dyn_t<skin_weight_t> weights;
     array_dyn_t<uint32_t> vertex_indices;
     array_dyn_t<uint32_t> vertex_items; // for each vertex index the item that lists it, or no_item
 

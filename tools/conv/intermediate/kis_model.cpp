@@ -22,11 +22,6 @@ std::optional<uint32_t> kis_bone_table_t::find(std::string_view name) const {
     return position != hashed_table_t::none ? std::optional(position) : std::nullopt;
 }
 
-static float determinant_of_3x3(float a, float b, float c, float d, float e, float f, float g, float h,
-                                float i) {
-    return a * (e * i - f * h) - b * (d * i - f * g) + c * (d * h - e * g);
-}
-
 // The determinant of what is left of the matrix without one row and one column, signed like a chessboard.
 static float cofactor(std::span<const float, 16> m, size_t row, size_t column) {
     float rest[9];
@@ -35,8 +30,8 @@ static float cofactor(std::span<const float, 16> m, size_t row, size_t column) {
         for (size_t c = 0; c < 4; ++c)
             if (r != row && c != column)
                 rest[count++] = m[4 * r + c];
-    const float minor =
-        determinant_of_3x3(rest[0], rest[1], rest[2], rest[3], rest[4], rest[5], rest[6], rest[7], rest[8]);
+    const auto [a, b, c, d, e, f, g, h, i] = rest;
+    const float minor = a * (e * i - f * h) - b * (d * i - f * g) + c * (d * h - e * g);
     return (row + column) % 2 == 0 ? minor : -minor;
 }
 

@@ -12,6 +12,10 @@ kix_stream_t::~kix_stream_t() {
     std::free(data_);
 }
 
+static bool allocation_failed(size_t bytes) {
+    return msg_error("cannot allocate stream [size %Iu]", bytes);
+}
+
 bool kix_stream_t::allocate(stream_format_t format, uint32_t capacity, size_t likely_bytes) {
     format_ = format;
     item_size_ = item_size_of(format);
@@ -19,12 +23,8 @@ bool kix_stream_t::allocate(stream_format_t format, uint32_t capacity, size_t li
     if (allocated_ || item_size_ == 0)
         return false;
     const size_t bytes = capacity * item_size_; // below 2^40
-    if (!reserve_bytes(std::min(bytes, likely_bytes))) {
-        msg_error("cannot allocate stream [size %Iu]", bytes);
-        return false;
-    }
-    allocated_ = true;
-    return true;
+    allocated_ = reserve_bytes(std::min(bytes, likely_bytes));
+    return allocated_ || allocation_failed(bytes);
 }
 
 bool kix_stream_t::reserve_bytes(size_t bytes) {
@@ -41,10 +41,8 @@ bool kix_stream_t::reserve_bytes(size_t bytes) {
 bool kix_stream_t::grow() {
     constexpr size_t least = 1024;
     const size_t most = capacity_ * item_size_;
-    if (reserve_bytes(std::min(std::max({least, item_size_, reserved_bytes_ * 2}), most)))
-        return true;
-    msg_error("cannot allocate stream [size %Iu]", most);
-    return false;
+    return reserve_bytes(std::min(std::max({least, item_size_, reserved_bytes_ * 2}), most)) ||
+           allocation_failed(most);
 }
 
 bool kix_stream_t::extend(uint32_t more) {
@@ -85,10 +83,8 @@ bool kix_stream_t::append_items(std::span<const std::byte> bytes) {
     const size_t wanted = bytes.size() / item_size_;
     const size_t accepted = std::min<size_t>(wanted, capacity_ - count_);
     const size_t end = (count_ + accepted) * item_size_;
-    if (!reserve_bytes(end)) {
-        msg_error("cannot allocate stream [size %Iu]", end);
-        return false;
-    }
+    if (!reserve_bytes(end))
+        return allocation_failed(end);
     std::memcpy(data_ + count_ * item_size_, bytes.data(), accepted * item_size_);
     count_ += static_cast<uint32_t>(accepted);
     return accepted == wanted;

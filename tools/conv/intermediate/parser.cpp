@@ -10,21 +10,8 @@ bool parser_t::fail(const char *message, uint64_t declared, uint64_t found) {
         return false;
     if (parse_observer_t *const observer = scanner_.observer())
         return observer->on_refusal({message, scanner_.token_offset(), declared, found});
-    msg_error("%s:%d: %s [ token '%s' ]", scanner_.file_name(), scanner_.line(), message,
-              string_dyn_t(scanner_.token_text()).c_str());
-    return false;
-}
-
-void parser_t::tell_miss(token_kind_t kind) {
-    scanner_.observer()->on_missed_token(kind, scanner_.token_offset());
-}
-
-void parser_t::tell_field(token_kind_t keyword) {
-    scanner_.observer()->on_field(keyword, scanner_.token_offset());
-}
-
-void parser_t::tell_paragraph(token_kind_t keyword) {
-    scanner_.observer()->on_paragraph(keyword, scanner_.token_offset());
+    return msg_error("%s:%d: %s [ token '%s' ]", scanner_.file_name(), scanner_.line(), message,
+                     string_dyn_t(scanner_.token_text()).c_str());
 }
 
 bool parser_t::unexpected(token_kind_t wanted) {

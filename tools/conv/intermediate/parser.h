@@ -65,16 +65,14 @@ class parser_t {
     bool open(token_kind_t paragraph) {
         if (!expect(paragraph))
             return false;
-        if (scanner_.observer()) [[unlikely]]
-            tell_paragraph(paragraph);
+        tell(&parse_observer_t::on_paragraph, paragraph);
         return expect(token_kind_t::left_brace);
     }
     bool close() { return expect(token_kind_t::right_brace); }
     bool label(token_kind_t keyword) {
         if (!expect(keyword))
             return false;
-        if (scanner_.observer()) [[unlikely]]
-            tell_field(keyword);
+        tell(&parse_observer_t::on_field, keyword);
         return expect(token_kind_t::colon);
     }
     bool integer(uint32_t &value);
@@ -116,13 +114,14 @@ class parser_t {
             observer->on_items(first, kind, count);
     }
     bool miss(token_kind_t kind) {
-        if (scanner_.observer()) [[unlikely]]
-            tell_miss(kind);
+        tell(&parse_observer_t::on_missed_token, kind);
         return false;
     }
-    [[gnu::cold]] void tell_miss(token_kind_t kind);
-    [[gnu::cold]] void tell_field(token_kind_t keyword);
-    [[gnu::cold]] void tell_paragraph(token_kind_t keyword);
+    // Of what stands, or should stand, at the last token.
+    void tell(void (parse_observer_t::*told)(token_kind_t, uint64_t), token_kind_t kind) {
+        if (parse_observer_t *const observer = scanner_.observer()) [[unlikely]]
+            (observer->*told)(kind, scanner_.token_offset());
+    }
     [[gnu::cold]] bool unexpected(token_kind_t kind);
     bool read_items(kix_stream_t &stream, tuple_t &scratch);
     bool item(kix_stream_t &stream, tuple_t &scratch);

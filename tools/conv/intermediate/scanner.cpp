@@ -53,7 +53,7 @@ token_kind_t scanner_t::next() {
             take(1);
             return static_cast<token_kind_t>(token_text_[0]);
         case '"':
-            return std::strncmp(position_, "\"\"\"", 3) == 0 ? long_string() : quoted_string();
+            return quoted(std::strncmp(position_, "\"\"\"", 3) == 0 ? "\"\"\"" : "\"");
         case '#':
             skip_comment();
             continue;
@@ -158,14 +158,16 @@ size_t scanner_t::find_ahead(std::string_view mark) {
     }
 }
 
-token_kind_t scanner_t::quoted_string() {
-    const size_t length = find_ahead("\"");
+// A long string has three of the quotes at either end.
+token_kind_t scanner_t::quoted(std::string_view quotes) {
+    const size_t length = find_ahead(quotes);
     if (failed())
         return token_kind_t::end_of_input;
-    take(1);
+    take(quotes.size());
+    const bool is_long = quotes.size() > 1;
     const std::string_view rest(position_, window_.bytes_from(position_));
-    const std::string_view text = rest.substr(0, length);
-    if (text.size() >= string_capacity && !observed(token_fault_t::string_too_long))
+    string_ = rest.substr(0, length);
+    if (!is_long && string_.size() >= string_capacity && !observed(token_fault_t::string_too_long))
         msg_error("%s:%d: string length exceeds buffer size (%Iu bytes)", file_name(), line(),
                   string_capacity);
     if (length == std::string_view::npos) {
@@ -173,27 +175,13 @@ token_kind_t scanner_t::quoted_string() {
             msg_error("%s:%d: unterminated string constant", file_name(), line());
         return end_at_error();
     }
-    uncounted_line_feeds_ += count_line_feeds(text);
-    position_ += text.size() + 1;
-    string_ = text.substr(0, string_capacity - 1);
+    uncounted_line_feeds_ += count_line_feeds(string_);
+    position_ += length + quotes.size();
+    if (is_long)
+        return token_kind_t::long_string;
+    string_ = string_.substr(0, string_capacity - 1);
     string_ = string_.substr(0, string_.find('\0'));
     return token_kind_t::string;
-}
-
-token_kind_t scanner_t::long_string() {
-    const size_t length = find_ahead("\"\"\"");
-    if (failed())
-        return token_kind_t::end_of_input;
-    take(3);
-    if (length == std::string_view::npos) {
-        if (!observed(token_fault_t::unterminated_string))
-            msg_error("%s:%d: unterminated string constant", file_name(), line());
-        return end_at_error();
-    }
-    string_ = {position_, length};
-    uncounted_line_feeds_ += count_line_feeds(string_);
-    position_ += length + 3;
-    return token_kind_t::long_string;
 }
 
 void scanner_t::skip_comment() {

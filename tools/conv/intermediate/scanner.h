@@ -76,8 +76,7 @@ class scanner_t {
     bool ends_with_window(const char *place) const;
     size_t find_ahead(std::string_view mark);
     token_kind_t number();
-    token_kind_t quoted_string();
-    token_kind_t long_string();
+    token_kind_t quoted(std::string_view quotes);
     bool observed(token_fault_t fault);
     token_kind_t end_at_error();
     void skip_comment();

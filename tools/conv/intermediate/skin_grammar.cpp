@@ -24,10 +24,7 @@ bool skin_grammar_t::skin_stream(kim_skin_t &skin) {
     if (!declaration(declared, "SKINSTREAM"_kw, "TOTALCLONECOUNT"_kw))
         return false;
     auto *const stream = create<kim_skin_stream_t>();
-    // Nothing compares the counts with what comes, and there may be many such streams: none takes storage
-    // ahead.
-    constexpr size_t no_bytes_ahead = 0;
-    stream->initialise(declared.format, declared.items, declared.weights, declared.clones, no_bytes_ahead);
+    stream->initialise(declared.format, declared.items, declared.weights, declared.clones);
     stream->tag = declared.tag;
     if (!one_or_more_items([&] { return skin_item(*stream); }) || !close())
         return false;

@@ -168,16 +168,10 @@ void scan_plain_items(scanner_t &scanner, kix_stream_t &stream, const tuple_t &s
 
 // Of one kind in a tuple; 0 for a token that is no literal.
 uint32_t most_literals(token_kind_t kind) {
-    switch (kind) {
-    case token_kind_t::string:
-        return 1;
-    case token_kind_t::integer:
-        return 3;
-    case token_kind_t::real:
-        return 16;
-    default:
-        return 0;
-    }
+    return kind == token_kind_t::string    ? 1
+           : kind == token_kind_t::integer ? 3
+           : kind == token_kind_t::real    ? 16
+                                           : 0;
 }
 
 } // namespace

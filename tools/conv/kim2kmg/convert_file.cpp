@@ -31,7 +31,6 @@ class conversion_t {
     void hash_skeleton(const file_t &file);
     void run_passes();
     bool write_output();
-    bool fill(file_t &output, uint64_t &size);
 
     rcfs_device_t &device_;
     const char *input_name_;
@@ -44,10 +43,8 @@ class conversion_t {
 };
 
 bool conversion_t::run() {
-    if (!std::string_view(input_name_).ends_with(model_extension)) {
-        msg_error("%s: invalid filename (should end with '.kim')", input_name_);
-        return false;
-    }
+    if (!std::string_view(input_name_).ends_with(model_extension))
+        return msg_error("%s: invalid filename (should end with '.kim')", input_name_);
     make_output_name(input_name_, output_name_);
     dependencies_.set_version(version_text);
     if (!dependencies_.set_primary_source(input_name_))
@@ -62,15 +59,11 @@ bool conversion_t::run() {
 
 bool conversion_t::load_model() {
     const auto file = open_in(device_.primary_store(), input_name_, fs_open_mode_t::read);
-    if (!file) {
-        msg_error("%s: Failed to open", input_name_);
-        return false;
-    }
+    if (!file)
+        return msg_error("%s: Failed to open", input_name_);
     model_ = parse_model_file(*file, owners_);
-    if (!model_) {
-        msg_error("cannot parse %s", input_name_);
-        return false;
-    }
+    if (!model_)
+        return msg_error("cannot parse %s", input_name_);
     file->get_display_name(model_->source_name);
     return true;
 }
@@ -79,15 +72,11 @@ bool conversion_t::load_skeleton() {
     string_dyn_t path;
     make_sibling_name(output_name_.view(), model_->global->skeleton.view(), path);
     const auto file = open_in(device_.primary_store(), path.view(), fs_open_mode_t::read);
-    if (!file) {
-        msg_error("%s: failed to open", path.c_str());
-        return false;
-    }
+    if (!file)
+        return msg_error("%s: failed to open", path.c_str());
     skeleton_ = parse_skeleton_file(*file, owners_);
-    if (!skeleton_) {
-        msg_error("cannot parse %s", path.c_str());
-        return false;
-    }
+    if (!skeleton_)
+        return msg_error("cannot parse %s", path.c_str());
     file->get_display_name(skeleton_->source_name);
     hash_skeleton(*file);
     if (!dependencies_.add_dependency(path.view()))
@@ -115,20 +104,12 @@ void conversion_t::run_passes() {
 
 bool conversion_t::write_output() {
     new_output_t output(device_, output_name_.c_str());
-    if (!output.file()) {
-        msg_error("error opening output file %s", output_name_.c_str());
-        return false;
-    }
-    uint64_t size = 0;
-    return fill(*output.file(), size) && output.keep(size, dependencies_);
-}
-
-bool conversion_t::fill(file_t &output, uint64_t &size) {
+    if (!output.file())
+        return msg_error("error opening output file %s", output_name_.c_str());
     mem_file_t geometry;
-    if (!kmg_write(std::move(*model_), skeleton_, options_.tangent, geometry))
-        return false;
-    size = geometry.get_size();
-    return fs_copy(&output, &geometry) && output.close();
+    return kmg_write(std::move(*model_), skeleton_, options_.tangent, geometry) &&
+           fs_copy(output.file(), &geometry) && output.file()->close() &&
+           output.keep(geometry.get_size(), dependencies_);
 }
 
 } // namespace
@@ -138,29 +119,20 @@ bool convert_file(rcfs_device_t &device, const char *input_name, const option_fl
     try {
         return conversion.run();
     } catch (const std::bad_alloc &) {
-        msg_error("%s: memory exhausted", input_name);
-        return false;
-    }
-}
-
-static std::unique_ptr<rcfs_device_t> make_device(std::string_view base_directory, std::string_view root) {
-    try {
-        return std::make_unique<rcfs_device_t>(*file_system(), base_directory, root);
-    } catch (const std::bad_alloc &) {
-        msg_error("kim2kmg: memory exhausted");
-        return nullptr;
+        return msg_error("%s: memory exhausted", input_name);
     }
 }
 
 size_t convert_files(std::string_view base_directory, std::string_view root, const option_flags_t &options,
-                     std::span<char *const> input_names) {
-    const auto device = make_device(base_directory, root);
-    if (!device)
-        return input_names.size();
+                     std::span<char *const> input_names) try {
+    rcfs_device_t device(*file_system(), base_directory, root);
     size_t failures = 0;
     for (const char *const input_name : input_names)
-        failures += !convert_file(*device, input_name, options);
+        failures += !convert_file(device, input_name, options);
     return failures;
+} catch (const std::bad_alloc &) { // from the device
+    msg_error("kim2kmg: memory exhausted");
+    return input_names.size();
 }
 
 } // namespace kestrel

@@ -29,25 +29,17 @@ new_output_t::~new_output_t() {
     device_.remove_file(path_);
 }
 
-bool new_output_t::keep(uint64_t size, const dependency_record_t &record) {
-    if (!write_record(size, record))
-        return false;
-    file_.reset();
-    return true;
-}
-
 // Another converter may be at work on the same output. Having removed the one of this run, it removes the
 // record and writes its own; so when this run finds the name taken, it vouches for nothing, and takes back
 // what it wrote too late.
-bool new_output_t::write_record(uint64_t size, const dependency_record_t &record) {
-    if (!has_still_its_name(size))
-        return true;
-    if (!write_dependency_file(device_, record, path_)) {
-        msg_error("%s: failed to write deps.", path_);
-        return false;
+bool new_output_t::keep(uint64_t size, const dependency_record_t &record) {
+    if (has_still_its_name(size)) {
+        if (!write_dependency_file(device_, record, path_))
+            return msg_error("%s: failed to write deps.", path_);
+        if (!has_still_its_name(size))
+            device_.dependency_store().remove_old(path_);
     }
-    if (!has_still_its_name(size))
-        device_.dependency_store().remove_old(path_);
+    file_.reset();
     return true;
 }
 

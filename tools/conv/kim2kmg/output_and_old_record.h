@@ -32,7 +32,6 @@ class new_output_t {
     bool keep(uint64_t size, const dependency_record_t &record);
 
   private:
-    bool write_record(uint64_t size, const dependency_record_t &record);
     bool has_still_its_name(uint64_t size);
 
     rcfs_device_t &device_;

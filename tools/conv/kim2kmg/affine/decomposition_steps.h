@@ -75,9 +75,8 @@ struct polar_parts_t {
 
 // Splits a matrix M into an orthogonal and a symmetric factor, M = Q S, by Newton's iteration with scaling.
 //
-// N. Higham, "Computing the Polar Decomposition, with Applications" (1986);
-// K. Shoemake and T. Duff, "Matrix Animation and Polar Decomposition" (1992);
-// K. Shoemake, "Polar Matrix Decomposition", Graphics Gems IV (1994), for matrices without an inverse.
+// N. Higham, "Computing the Polar Decomposition, with Applications" (1986); for matrices without an inverse
+// K. Shoemake (1994).
 //
 // Q is the orthogonal matrix nearest to M, which makes it the rotation that an animator would call M's own.
 // What a matrix without an inverse does with the directions it flattens is open; Q may then be a reflection

@@ -24,8 +24,6 @@ class piece_rewrite_t {
              std::span<const uint32_t> order, std::span<const uint32_t> first_vertices);
 
   private:
-    void rewrite_triangles(kix_piece_t &piece, std::span<const triangle_t> triangles,
-                           std::span<const uint32_t> order, std::span<const uint32_t> first_vertices);
     void reorder_stream_items(kix_stream_t &stream);
     void remap_piece_skin(kim_piece_skin_t &skin);
 
@@ -50,17 +48,6 @@ void piece_rewrite_t::prepare(const kix_piece_t &piece, const kim_piece_skin_t *
 
 void piece_rewrite_t::run(kix_piece_t &piece, kim_piece_skin_t *skin, std::span<const triangle_t> triangles,
                           std::span<const uint32_t> order, std::span<const uint32_t> first_vertices) {
-    rewrite_triangles(piece, triangles, order, first_vertices);
-    for (kix_stream_t *stream : piece.streams)
-        reorder_stream_items(*stream);
-    piece.vertex_count = static_cast<uint32_t>(old_vertices_.size());
-    if (skin)
-        remap_piece_skin(*skin);
-}
-
-void piece_rewrite_t::rewrite_triangles(kix_piece_t &piece, std::span<const triangle_t> triangles,
-                                        std::span<const uint32_t> order,
-                                        std::span<const uint32_t> first_vertices) {
     triangle_t *rewritten = piece.triangles->items_as<triangle_t>().data();
     for (const uint32_t t : order) {
         for (int k = 0; k < 3; ++k) {
@@ -76,6 +63,11 @@ void piece_rewrite_t::rewrite_triangles(kix_piece_t &piece, std::span<const tria
     }
     piece.triangles->truncate(static_cast<uint32_t>(order.size()));
     piece.triangle_count = piece.triangles->count();
+    for (kix_stream_t *stream : piece.streams)
+        reorder_stream_items(*stream);
+    piece.vertex_count = static_cast<uint32_t>(old_vertices_.size());
+    if (skin)
+        remap_piece_skin(*skin);
 }
 
 void piece_rewrite_t::reorder_stream_items(kix_stream_t &stream) {

@@ -11,26 +11,26 @@ uint32_t bits_of_number(float number) {
     return std::bit_cast<uint32_t>(number == 0 ? 0.0f : number);
 }
 
-std::span<const kim_piece_skin_weight_t> weights_of(const kim_piece_skin_t &skin, uint32_t item) {
+std::span<const skin_weight_t> weights_of(const kim_piece_skin_t &skin, uint32_t item) {
     const kim_piece_skin_item_t &place = skin.items[item];
     return skin.weights.items().subspan(place.first_weight, place.weight_count);
 }
 
-uint64_t hash_weights(std::span<const kim_piece_skin_weight_t> weights) {
+uint64_t hash_weights(std::span<const skin_weight_t> weights) {
     uint64_t hash = weights.size();
-    for (const kim_piece_skin_weight_t &weight : weights)
+    for (const skin_weight_t &weight : weights)
         hash = mix_hash(hash, uint64_t{weight.bone} << 32 | bits_of_number(weight.weight));
     return mix_hash(hash, 0);
 }
 
-bool has_nan(std::span<const kim_piece_skin_weight_t> weights) {
+bool has_nan(std::span<const skin_weight_t> weights) {
     return std::any_of(weights.begin(), weights.end(),
-                       [](const kim_piece_skin_weight_t &weight) { return std::isnan(weight.weight); });
+                       [](const skin_weight_t &weight) { return std::isnan(weight.weight); });
 }
 
-bool are_equal(std::span<const kim_piece_skin_weight_t> a, std::span<const kim_piece_skin_weight_t> b) {
+bool are_equal(std::span<const skin_weight_t> a, std::span<const skin_weight_t> b) {
     return std::equal(a.begin(), a.end(), b.begin(), b.end(),
-                      [](const kim_piece_skin_weight_t &x, const kim_piece_skin_weight_t &y) {
+                      [](const skin_weight_t &x, const skin_weight_t &y) {
                           return x.bone == y.bone && x.weight == y.weight;
                       });
 }

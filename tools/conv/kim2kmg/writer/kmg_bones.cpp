@@ -13,17 +13,14 @@ bool check_bone_counts(const kmg_writer_t &writer) {
     const kis_t &skeleton = *writer.skeleton;
     const size_t skeleton_bones = skeleton.bones->bones().size();
     const size_t model_bones = writer.model.bone_names.size();
-    if (skeleton_bones > kmg_max_bones) {
-        msg_error("[kim2kmg] %s: Too many bones in skeleton (%Iu, max. allowed bone count is %d)",
-                  skeleton.source_name.c_str(), skeleton_bones, static_cast<int>(kmg_max_bones));
-        return false;
-    }
-    if (model_bones != skeleton_bones) {
-        msg_error("[kim2kmg] %s: Mismatched number of bones (%Iu) with skeleton file '%s' bones (%Iu). "
-                  "Probably result of a partial commit (.kim without .kis or vice versa), check log.",
-                  writer.source_name(), model_bones, skeleton.source_name.c_str(), skeleton_bones);
-        return false;
-    }
+    if (skeleton_bones > kmg_max_bones)
+        return msg_error("[kim2kmg] %s: Too many bones in skeleton (%Iu, max. allowed bone count is %d)",
+                         skeleton.source_name.c_str(), skeleton_bones, static_cast<int>(kmg_max_bones));
+    if (model_bones != skeleton_bones)
+        return msg_error(
+            "[kim2kmg] %s: Mismatched number of bones (%Iu) with skeleton file '%s' bones (%Iu). "
+            "Probably result of a partial commit (.kim without .kis or vice versa), check log.",
+            writer.source_name(), model_bones, skeleton.source_name.c_str(), skeleton_bones);
     return true;
 }
 
@@ -36,21 +33,16 @@ bool find_parent(const kis_t &skeleton, size_t i, uint8_t &parent) {
         return true;
     }
     const auto found = skeleton.bones->find(bone.parent.view());
-    if (!found) {
-        msg_error("[kim2kmg] %s: cannot match parent bone '%s' with skeleton", file, bone.parent.c_str());
-        return false;
-    }
+    if (!found)
+        return msg_error("[kim2kmg] %s: cannot match parent bone '%s' with skeleton", file,
+                         bone.parent.c_str());
     const size_t position = *found;
-    if (position == i) {
-        msg_error("[kim2kmg] %s: circular parentship ordering - bone: '%s' parent: '%s' index: %Iu", file,
-                  bone.name.c_str(), bone.parent.c_str(), i);
-        return false;
-    }
-    if (position > i) {
-        msg_error("[kim2kmg] %s: incorrect bone ordering - bone: '%s' (%Iu) < parent: '%s' (%Iu)", file,
-                  bone.name.c_str(), i, bone.parent.c_str(), position);
-        return false;
-    }
+    if (position == i)
+        return msg_error("[kim2kmg] %s: circular parentship ordering - bone: '%s' parent: '%s' index: %Iu",
+                         file, bone.name.c_str(), bone.parent.c_str(), i);
+    if (position > i)
+        return msg_error("[kim2kmg] %s: incorrect bone ordering - bone: '%s' (%Iu) < parent: '%s' (%Iu)",
+                         file, bone.name.c_str(), i, bone.parent.c_str(), position);
     parent = static_cast<uint8_t>(position);
     return true;
 }

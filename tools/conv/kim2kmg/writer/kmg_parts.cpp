@@ -9,17 +9,13 @@ namespace kestrel {
 
 static bool fill_locator(const kmg_writer_t &writer, const kim_locator_t &locator, kmg_locator_t &record) {
     const auto name = token_t::from_string(locator.name.view());
-    if (!name) {
-        msg_error("[kim2kmg] %s: locator name '%s' invalid (cannot be token)", writer.source_name(),
-                  locator.name.c_str());
-        return false;
-    }
+    if (!name)
+        return msg_error("[kim2kmg] %s: locator name '%s' invalid (cannot be token)", writer.source_name(),
+                         locator.name.c_str());
     const float3_t &scale = locator.scale;
-    if (scale.x <= 0 || scale.y <= 0 || scale.z <= 0) {
-        msg_error("[kim2kmg] %s: locator name '%s' has invalid (negative or zero) scale",
-                  writer.source_name(), locator.name.c_str());
-        return false;
-    }
+    if (scale.x <= 0 || scale.y <= 0 || scale.z <= 0)
+        return msg_error("[kim2kmg] %s: locator name '%s' has invalid (negative or zero) scale",
+                         writer.source_name(), locator.name.c_str());
     record.name = name->value();
     record.position = {locator.position.x, locator.position.y, locator.position.z};
     record.scale = 1.0f;
@@ -33,16 +29,12 @@ bool build_locators(kmg_writer_t &writer) {
     size_t filled = 0;
     for (const kix_part_t *part : writer.model.parts) {
         for (const uint32_t position : part->locators) {
-            if (position >= locators.size()) {
-                msg_error("[kim2kmg] %s: part '%s' lists locator %u of %u", writer.source_name(),
-                          part->name.c_str(), position, writer.header.locator_count);
-                return false;
-            }
-            if (filled == locators.size()) {
-                msg_error("[kim2kmg] %s: the parts list more locators than the model has (%u)",
-                          writer.source_name(), writer.header.locator_count);
-                return false;
-            }
+            if (position >= locators.size())
+                return msg_error("[kim2kmg] %s: part '%s' lists locator %u of %u", writer.source_name(),
+                                 part->name.c_str(), position, writer.header.locator_count);
+            if (filled == locators.size())
+                return msg_error("[kim2kmg] %s: the parts list more locators than the model has (%u)",
+                                 writer.source_name(), writer.header.locator_count);
             if (!fill_locator(writer, *locators[position], writer.locators[filled++]))
                 return false;
         }
@@ -56,11 +48,9 @@ bool build_parts(kmg_writer_t &writer) {
     for (size_t i = 0; i < writer.parts.size(); ++i) {
         const kix_part_t &part = *writer.model.parts[i];
         const auto name = token_t::from_string(part.name.view());
-        if (!name) {
-            msg_error("[kim2kmg] %s: part name '%s' invalid (cannot be token)", writer.source_name(),
-                      part.name.c_str());
-            return false;
-        }
+        if (!name)
+            return msg_error("[kim2kmg] %s: part name '%s' invalid (cannot be token)", writer.source_name(),
+                             part.name.c_str());
         const auto piece_count = static_cast<uint32_t>(part.pieces.size());
         const auto locator_count = static_cast<uint32_t>(part.locators.size());
         writer.parts[i] = {name->value(), piece_count, first_piece, locator_count, first_locator};
@@ -83,10 +73,9 @@ static bool check_repetition(const kmg_writer_t &writer) {
         std::accumulate(writer.piece_order.begin(), writer.piece_order.end(), uint64_t{0}, size_of);
     if (listed <= std::max(held * most_repetition, always_allowed))
         return true;
-    msg_error(
+    return msg_error(
         "[kim2kmg] %s: the parts list pieces so often that the geometry would be %I64u times the model's",
         writer.source_name(), listed / std::max(held, uint64_t{1}));
-    return false;
 }
 
 bool build_piece_order(kmg_writer_t &writer) {
@@ -97,20 +86,17 @@ bool build_piece_order(kmg_writer_t &writer) {
     size_t listed = 0;
     for (const kix_part_t *part : writer.model.parts) {
         for (const uint32_t position : part->pieces) {
-            if (position >= pieces.size()) {
-                msg_error("[kim2kmg] %s: part '%s' lists piece %u of %u", writer.source_name(),
-                          part->name.c_str(), position, writer.header.piece_count);
-                return false;
-            }
+            if (position >= pieces.size())
+                return msg_error("[kim2kmg] %s: part '%s' lists piece %u of %u", writer.source_name(),
+                                 part->name.c_str(), position, writer.header.piece_count);
             if (listed++ < pieces.size())
                 writer.piece_order.push_back(pieces[position]);
             writer.has_repeated_pieces |= std::exchange(seen[position], true);
         }
     }
-    if (listed != pieces.size()) {
-        msg_error("[kim2kmg] %s: incomplete piece <-> part assignment! Re-export!", writer.source_name());
-        return false;
-    }
+    if (listed != pieces.size())
+        return msg_error("[kim2kmg] %s: incomplete piece <-> part assignment! Re-export!",
+                         writer.source_name());
     return check_repetition(writer);
 }
 

@@ -11,61 +11,41 @@ namespace {
 constexpr uint64_t largest_offset = kmg_absent - 1;
 
 bool check_vertices(const kmg_writer_t &writer, const kix_piece_t &piece) {
-    if (piece.vertex_count == 0) {
-        msg_error("[kim2kmg] %s: piece %u has zero vertex count !", writer.source_name(), piece.index);
-        return false;
-    }
-    if (positions_of(piece).empty()) {
-        msg_error("[kim2kmg] %s: unavailable/incorrect %s stream on piece %u", writer.source_name(),
-                  position_tag.data(), piece.index);
-        return false;
-    }
-    if (piece.vertex_count > kmg_max_piece_vertices) {
-        msg_error("[kim2kmg] %s: piece %u has more than allowed number of vertices (%u)",
-                  writer.source_name(), piece.index, kmg_max_piece_vertices);
-        return false;
-    }
+    if (piece.vertex_count == 0)
+        return msg_error("[kim2kmg] %s: piece %u has zero vertex count !", writer.source_name(), piece.index);
+    if (positions_of(piece).empty())
+        return msg_error("[kim2kmg] %s: unavailable/incorrect %s stream on piece %u", writer.source_name(),
+                         position_tag.data(), piece.index);
+    if (piece.vertex_count > kmg_max_piece_vertices)
+        return msg_error("[kim2kmg] %s: piece %u has more than allowed number of vertices (%u)",
+                         writer.source_name(), piece.index, kmg_max_piece_vertices);
     return true;
 }
 
 bool check_triangles(const kmg_writer_t &writer, const kix_piece_t &piece) {
     uint32_t number = 0;
     for (const triangle_t &triangle : piece.triangles->items_as<triangle_t>()) {
-        for (const uint32_t corner : triangle.corners) {
-            if (corner >= piece.vertex_count) {
-                msg_error("[kim2kmg] %s: triangle %u of piece %u uses vertex %u of %u", writer.source_name(),
-                          number, piece.index, corner, piece.vertex_count);
-                return false;
-            }
-        }
+        for (const uint32_t corner : triangle.corners)
+            if (corner >= piece.vertex_count)
+                return msg_error("[kim2kmg] %s: triangle %u of piece %u uses vertex %u of %u",
+                                 writer.source_name(), number, piece.index, corner, piece.vertex_count);
         ++number;
     }
     return true;
 }
 
-// Hands out the places of a vertex's fields one after the other.
-class layout_t {
-  public:
-    explicit layout_t(uint32_t start) : start_(start), next_(start) {}
-    uint32_t take(uint32_t bytes) { return std::exchange(next_, next_ + bytes); }
-    uint32_t taken() const { return next_ - start_; }
-
-  private:
-    uint32_t start_;
-    uint32_t next_;
-};
-
 void lay_out_vertex(const kmg_writer_t &writer, const kix_piece_t &piece, kmg_piece_t &record) {
-    layout_t layout(writer.header.vertex_data_size);
-    record.position_offset = layout.take(12);
-    record.normal_offset = layout.take(12);
-    record.tangent_offset = writer.tangents && piece.find_stream(tangent_tag) ? layout.take(16) : kmg_absent;
-    record.colour_offset = layout.take(4);
-    record.factor_offset = piece.find_stream(factor_tag) ? layout.take(4) : kmg_absent;
-    record.uv_offset = record.uv_channel_count > 0 ? layout.take(8 * record.uv_channel_count) : kmg_absent;
-    record.bone_index_offset = writer.has_bones() ? layout.take(4) : kmg_absent;
-    record.bone_weight_offset = writer.has_bones() ? layout.take(4) : kmg_absent;
-    record.vertex_stride = layout.taken();
+    uint32_t end = writer.header.vertex_data_size;
+    const auto take = [&](uint32_t bytes) { return std::exchange(end, end + bytes); };
+    record.position_offset = take(12);
+    record.normal_offset = take(12);
+    record.tangent_offset = writer.tangents && piece.find_stream(tangent_tag) ? take(16) : kmg_absent;
+    record.colour_offset = take(4);
+    record.factor_offset = piece.find_stream(factor_tag) ? take(4) : kmg_absent;
+    record.uv_offset = record.uv_channel_count > 0 ? take(8 * record.uv_channel_count) : kmg_absent;
+    record.bone_index_offset = writer.has_bones() ? take(4) : kmg_absent;
+    record.bone_weight_offset = writer.has_bones() ? take(4) : kmg_absent;
+    record.vertex_stride = end - writer.header.vertex_data_size;
 }
 
 // Sections of more bytes than offsets can count are refused; false then.

@@ -24,19 +24,16 @@ bool find_streams(const kmg_writer_t &writer, const kix_piece_t &piece, const km
         stream = piece.find_stream(tag);
         if (stream && stream->format() == format)
             return true;
-        msg_error("[kim2kmg] %s: unavailable/incorrect format %s stream in piece %u.", writer.source_name(),
-                  tag.data(), piece.index);
-        return false;
+        return msg_error("[kim2kmg] %s: unavailable/incorrect format %s stream in piece %u.",
+                         writer.source_name(), tag.data(), piece.index);
     };
     if (!require(position_tag, stream_format_t::float3, streams.position) ||
         !require(normal_tag, stream_format_t::float3, streams.normal))
         return false;
     streams.tangent = writer.tangents ? piece.find_stream(tangent_tag) : nullptr;
-    if (streams.tangent && streams.tangent->format() != stream_format_t::float4) {
-        msg_error("[kim2kmg] %s: incorrect %s stream format in piece %u.", writer.source_name(),
-                  tangent_tag.data(), piece.index);
-        return false;
-    }
+    if (streams.tangent && streams.tangent->format() != stream_format_t::float4)
+        return msg_error("[kim2kmg] %s: incorrect %s stream format in piece %u.", writer.source_name(),
+                         tangent_tag.data(), piece.index);
     if (!require(colour_tag, stream_format_t::float4, streams.colour))
         return false;
     for (uint32_t channel = 0; channel < record.uv_channel_count; ++channel)

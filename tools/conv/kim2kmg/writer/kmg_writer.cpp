@@ -43,15 +43,11 @@ bool build_header(kmg_writer_t &writer) {
 }
 
 bool check_limits(const kmg_writer_t &writer) {
-    if (writer.header.bone_count > kmg_max_bones) {
-        msg_error("[kim2kmg] %s: bone count %u exceeds the max amount of supported bones (%d)",
-                  writer.source_name(), writer.header.bone_count, static_cast<int>(kmg_max_bones));
-        return false;
-    }
-    if (writer.header.part_count == 0) {
-        msg_error("[kim2kmg] %s: no parts present!", writer.source_name());
-        return false;
-    }
+    if (writer.header.bone_count > kmg_max_bones)
+        return msg_error("[kim2kmg] %s: bone count %u exceeds the max amount of supported bones (%d)",
+                         writer.source_name(), writer.header.bone_count, static_cast<int>(kmg_max_bones));
+    if (writer.header.part_count == 0)
+        return msg_error("[kim2kmg] %s: no parts present!", writer.source_name());
     return true;
 }
 
@@ -140,18 +136,15 @@ bool write_padding(uint64_t bytes, file_t &destination) {
     static constexpr std::byte zeros[kmg_section_alignment]{};
     if (destination.write(std::span(zeros).first(aligned_section_size(bytes) - bytes)))
         return true;
-    msg_error("[kim2kmg] %s: Failed to write the padding.", display_name_of(&destination).c_str());
-    return false;
+    return msg_error("[kim2kmg] %s: Failed to write the padding.", display_name_of(&destination).c_str());
 }
 
 bool geometry_too_large(const kmg_writer_t &writer) {
-    msg_error("[kim2kmg] %s: the geometry takes more than 4 GiB", writer.source_name());
-    return false;
+    return msg_error("[kim2kmg] %s: the geometry takes more than 4 GiB", writer.source_name());
 }
 
 bool write_failed(const file_t &destination, const char *what) {
-    msg_error("[kim2kmg] %s: error writing %s", display_name_of(&destination).c_str(), what);
-    return false;
+    return msg_error("[kim2kmg] %s: error writing %s", display_name_of(&destination).c_str(), what);
 }
 
 static bool build_and_write(kmg_writer_t writer, file_t &destination) {

@@ -81,11 +81,9 @@ bool skin_binding_t::build(const kim_t &model, const kis_t *skeleton) {
 bool skin_binding_t::map_bones(const kis_t &skeleton) {
     for (const string_dyn_t &name : model_->bone_names) {
         const auto bone = skeleton.bones->find(name.view());
-        if (!bone) {
-            msg_error("[kim2kmg] %s: cannot find mapping for kim bone '%s'", model_->source_name.c_str(),
-                      name.c_str());
-            return false;
-        }
+        if (!bone)
+            return msg_error("[kim2kmg] %s: cannot find mapping for kim bone '%s'",
+                             model_->source_name.c_str(), name.c_str());
         bone_map_.push_back(static_cast<uint8_t>(*bone));
     }
     return true;
@@ -122,8 +120,11 @@ skin_binding_t::group_t *skin_binding_t::find_group(uint32_t piece_index) {
 
 template <class for_each_vertex_t>
 bool skin_binding_t::add_item(std::span<const skin_weight_t> weights, for_each_vertex_t for_each_vertex) {
-    if (!check_bones(weights))
-        return false;
+    const auto bone_count = static_cast<uint32_t>(bone_map_.size());
+    for (const skin_weight_t &weight : weights)
+        if (weight.bone >= bone_count)
+            return msg_error("[kim2kmg] %s: skin item %u uses bone %u of %u", model_->source_name.c_str(),
+                             item_count_, weight.bone, bone_count);
     const bool heavy = weights.size() > suspicious_weight_count;
     if (heavy)
         heavy_items_.push_back({item_count_, weights.size(), {}});
@@ -145,18 +146,6 @@ bool skin_binding_t::add_item(std::span<const skin_weight_t> weights, for_each_v
     return true;
 }
 
-bool skin_binding_t::check_bones(std::span<const skin_weight_t> weights) const {
-    const auto bone_count = static_cast<uint32_t>(bone_map_.size());
-    for (const skin_weight_t &weight : weights) {
-        if (weight.bone >= bone_count) {
-            msg_error("[kim2kmg] %s: skin item %u uses bone %u of %u", model_->source_name.c_str(),
-                      item_count_, weight.bone, bone_count);
-            return false;
-        }
-    }
-    return true;
-}
-
 skin_binding_t::vertex_skin_t skin_binding_t::bind(std::span<const skin_weight_t> weights) {
     influence_set_t set;
     const influence_quality_t quality = quantise_influences(weights, bone_map_.items(), pairs_, set);
@@ -171,10 +160,8 @@ skin_binding_t::vertex_skin_t skin_binding_t::bind(std::span<const skin_weight_t
 }
 
 bool skin_binding_t::skin_piece(const kix_piece_t &piece, vertex_order_t &order) {
-    if (!has_skin_) {
-        msg_error("[kim2kmg] %s: missing skinstream", model_->source_name.c_str());
-        return false;
-    }
+    if (!has_skin_)
+        return msg_error("[kim2kmg] %s: missing skinstream", model_->source_name.c_str());
     warn_of_heavy_items();
     const group_t &group = *find_group(piece.index);
     const auto vertices = table_.items().subspan(group.first_vertex, piece.vertex_count);
@@ -218,21 +205,14 @@ bool skin_binding_t::has_vertex_of(std::span<const vertex_skin_t> vertices, infl
 bool skin_binding_t::check_piece(const kix_piece_t &piece, const group_t &group,
                                  std::span<const vertex_skin_t> vertices) const {
     const char *const name = model_->source_name.c_str();
-    if (group.last_vertex >= piece.vertex_count) {
-        msg_error("[kim2kmg] %s: skin item %u names vertex %u of piece %u, which has %u", name,
-                  group.last_vertex_item, group.last_vertex, piece.index, piece.vertex_count);
-        return false;
-    }
-    for (uint32_t vertex = 0; vertex < vertices.size(); ++vertex) {
-        if (vertices[vertex].set == unskinned) {
-            msg_error("[kim2kmg] %s: vertex %u of piece %u has no skin", name, vertex, piece.index);
-            return false;
-        }
-    }
-    if (has_vertex_of(vertices, influence_quality_t::none)) {
-        msg_error("[kim2kmg] %s: has at least one vertex with no influential bones", name);
-        return false;
-    }
+    if (group.last_vertex >= piece.vertex_count)
+        return msg_error("[kim2kmg] %s: skin item %u names vertex %u of piece %u, which has %u", name,
+                         group.last_vertex_item, group.last_vertex, piece.index, piece.vertex_count);
+    for (uint32_t vertex = 0; vertex < vertices.size(); ++vertex)
+        if (vertices[vertex].set == unskinned)
+            return msg_error("[kim2kmg] %s: vertex %u of piece %u has no skin", name, vertex, piece.index);
+    if (has_vertex_of(vertices, influence_quality_t::none))
+        return msg_error("[kim2kmg] %s: has at least one vertex with no influential bones", name);
     return true;
 }
 

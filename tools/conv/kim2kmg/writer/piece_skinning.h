@@ -60,7 +60,6 @@ class skin_binding_t {
     group_t *find_group(uint32_t piece_index);
     template <class for_each_vertex_t>
     bool add_item(std::span<const skin_weight_t> weights, for_each_vertex_t for_each_vertex);
-    bool check_bones(std::span<const skin_weight_t> weights) const;
     vertex_skin_t bind(std::span<const skin_weight_t> weights);
     void warn_of_heavy_items();
     bool may_warn_of_heavy_items();
