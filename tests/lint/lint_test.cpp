@@ -230,8 +230,8 @@ const std::vector<planted_t> planted_faults = {
      with_streams(edited(uv_stream("_UV0"), "1.0", "2048.0"), "4"),
      {},
      "1 of 3 items of stream '_UV0'"},
-    {normal_zero,
-     {{"1 ( 0.0 0.0 1.0 )", "1 ( 0.0 0.0 0.0 )"}},
+    {normal_zero, // behind a finding in the items of another stream
+     {{"2 ( 0.0 1.0 0.0 )", "2 ( 0.0 1e39 0.0 )"}, {"1 ( 0.0 0.0 1.0 )", "1 ( 0.0 0.0 0.0 )"}},
      {},
      "m.kim:39:3: warning: 1 of 3 items of stream '_NORMAL'"},
     {normal_length, {{"1 ( 0.0 0.0 1.0 )", "1 ( 0.0 0.0 9.0 )"}}, {}, "m.kim:39:3: note: 1 of 3"},

@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <nlohmann/json.hpp>
-#include <numeric>
 
 namespace kestrel {
 

@@ -9,7 +9,6 @@
 
 #include <cstddef>
 #include <functional>
-#include <optional>
 #include <span>
 #include <stdexcept>
 #include <tiny_gltf.h>

@@ -4,7 +4,6 @@
 #include "tools/kmg/command_line.h"
 #include "tools/lint/lint_report.h"
 
-#include <algorithm>
 #include <cstdio>
 #include <set>
 

@@ -6,7 +6,6 @@
 #include "tools/kmg/findings.h"
 
 #include <array>
-#include <concepts>
 #include <span>
 #include <string>
 #include <vector>

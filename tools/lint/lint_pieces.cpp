@@ -3,7 +3,6 @@
 #include "tools/lint/lint_checks.h"
 
 #include <algorithm>
-#include <bit>
 #include <cmath>
 
 namespace kestrel {
