@@ -97,9 +97,9 @@ struct to_integer_t {
 
 } // namespace
 
-int attribute_of(const tinygltf::Primitive &primitive, const std::string &name) {
+std::optional<int> attribute_of(const tinygltf::Primitive &primitive, const std::string &name) {
     const auto found = primitive.attributes.find(name);
-    return found == primitive.attributes.end() ? -1 : found->second;
+    return found == primitive.attributes.end() ? std::nullopt : std::optional(found->second);
 }
 
 const tinygltf::Accessor &gltf_accessors_t::checked(int accessor) const {

@@ -8,11 +8,12 @@
 #include "tools/gltf/gltf_source.h"
 
 #include <array>
+#include <optional>
 
 namespace kestrel {
 
-// The accessor of a primitive's attribute, or -1.
-int attribute_of(const tinygltf::Primitive &primitive, const std::string &name);
+// The accessor of a primitive's attribute.
+std::optional<int> attribute_of(const tinygltf::Primitive &primitive, const std::string &name);
 
 class gltf_accessors_t {
   public:

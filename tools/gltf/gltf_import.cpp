@@ -243,10 +243,10 @@ void gltf_importer_t::add_part(size_t part) {
 // Before anything is decoded: a small file may ask for the same large mesh many times.
 void gltf_importer_t::spend(const tinygltf::Primitive &primitive, gltf_mode_t mode) {
     const auto take = [&](const char *name, size_t each, size_t &spent) {
-        const int accessor = attribute_of(primitive, name);
-        if (accessor < 0)
+        const auto accessor = attribute_of(primitive, name);
+        if (!accessor)
             return false;
-        const size_t count = accessors_.count(accessor);
+        const size_t count = accessors_.count(*accessor);
         if (count > options_.most_elements || each * count > options_.most_elements - spent)
             gltf_fail("with this, the model has more than ", options_.most_elements,
                       " vertices or corners of triangles");

@@ -82,8 +82,8 @@ std::vector<uv_channel_t> read_uvs(const gltf_accessors_t &accessors, const tiny
     const auto map = texture_coordinate_map(primitive);
     std::vector<uv_channel_t> channels;
     for (uint32_t number = 0; number < kmg_max_uv_channels; ++number) {
-        const int accessor = attribute_of(primitive, concat("TEXCOORD_", number));
-        if (accessor < 0)
+        const auto accessor = attribute_of(primitive, concat("TEXCOORD_", number));
+        if (!accessor)
             continue;
         uint32_t slots = 1u << number;
         if (map) {
@@ -91,7 +91,7 @@ std::vector<uv_channel_t> read_uvs(const gltf_accessors_t &accessors, const tiny
             for (uint32_t slot = 0; slot < kmg_max_uv_channels; ++slot)
                 slots |= static_cast<uint32_t>((*map >> 4 * slot & 15) == channels.size()) << slot;
         }
-        channels.push_back({accessors.vectors<2>(accessor), slots});
+        channels.push_back({accessors.vectors<2>(*accessor), slots});
     }
     return channels;
 }
@@ -107,10 +107,10 @@ bool is_known_attribute(const std::string &name) {
 std::vector<uint32_t> read_corners(const gltf_accessors_t &accessors, const tinygltf::Primitive &primitive,
                                    size_t vertices) {
     std::vector<uint32_t> corners;
-    if (const int accessor = attribute_of(primitive, gltf_source_t::indices_name); accessor >= 0) {
-        if (accessors.components(accessor) != 1)
-            gltf_fail("accessors[", accessor, "]: indices are no scalars");
-        corners = accessors.integers(accessor);
+    if (const auto accessor = attribute_of(primitive, gltf_source_t::indices_name)) {
+        if (accessors.components(*accessor) != 1)
+            gltf_fail("accessors[", *accessor, "]: indices are no scalars");
+        corners = accessors.integers(*accessor);
         const auto odd =
             std::find_if(corners.begin(), corners.end(), [&](uint32_t corner) { return corner >= vertices; });
         if (odd != corners.end())
@@ -189,10 +189,10 @@ std::vector<triangle_corners_t> triangles_of(gltf_mode_t mode, const std::vector
 
 model_piece_t read_primitive(const gltf_accessors_t &accessors, const tinygltf::Primitive &primitive,
                              gltf_mode_t mode, std::vector<std::string> &unknown) {
-    const int position = attribute_of(primitive, "POSITION");
-    if (position < 0)
+    const auto position = attribute_of(primitive, "POSITION");
+    if (!position)
         gltf_fail("has no POSITION");
-    const size_t count = accessors.count(position);
+    const size_t count = accessors.count(*position);
     for (const auto &[name, accessor] : primitive.attributes) {
         if (name != gltf_source_t::indices_name && accessors.count(accessor) != count)
             gltf_fail(name, " has ", accessors.count(accessor), " elements and POSITION ", count);
@@ -200,17 +200,17 @@ model_piece_t read_primitive(const gltf_accessors_t &accessors, const tinygltf::
             unknown.push_back(name);
     }
     model_piece_t piece;
-    piece.positions = accessors.vectors<3>(position);
-    if (const int accessor = attribute_of(primitive, "NORMAL"); accessor >= 0)
-        piece.normals = accessors.vectors<3>(accessor);
-    if (const int accessor = attribute_of(primitive, "TANGENT"); accessor >= 0)
-        piece.tangents = accessors.vectors<4>(accessor);
-    if (const int accessor = attribute_of(primitive, "COLOR_0"); accessor >= 0)
-        piece.colours = read_colours(accessors, accessor);
+    piece.positions = accessors.vectors<3>(*position);
+    if (const auto accessor = attribute_of(primitive, "NORMAL"))
+        piece.normals = accessors.vectors<3>(*accessor);
+    if (const auto accessor = attribute_of(primitive, "TANGENT"))
+        piece.tangents = accessors.vectors<4>(*accessor);
+    if (const auto accessor = attribute_of(primitive, "COLOR_0"))
+        piece.colours = read_colours(accessors, *accessor);
     else
         piece.colours.assign(count, {1, 1, 1, 1});
-    if (const int accessor = attribute_of(primitive, "_FACTOR"); accessor >= 0)
-        piece.factors = read_factors(accessors, accessor);
+    if (const auto accessor = attribute_of(primitive, "_FACTOR"))
+        piece.factors = read_factors(accessors, *accessor);
     piece.uvs = read_uvs(accessors, primitive);
     piece.triangles = triangles_of(mode, read_corners(accessors, primitive, count));
     return piece;

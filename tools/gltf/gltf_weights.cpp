@@ -24,21 +24,21 @@ std::vector<influence_set_t> read_sets(const gltf_accessors_t &accessors,
                                        const tinygltf::Primitive &primitive) {
     std::vector<influence_set_t> sets;
     for (;;) {
-        const int joints = attribute_of(primitive, concat("JOINTS_", sets.size()));
-        const int weights = attribute_of(primitive, concat("WEIGHTS_", sets.size()));
-        if (joints < 0 && weights < 0)
+        const auto joints = attribute_of(primitive, concat("JOINTS_", sets.size()));
+        const auto weights = attribute_of(primitive, concat("WEIGHTS_", sets.size()));
+        if (!joints && !weights)
             return sets;
-        if (joints < 0 || weights < 0)
+        if (!joints || !weights)
             gltf_fail("has only one of JOINTS_", sets.size(), " and WEIGHTS_", sets.size());
-        if (accessors.components(joints) != 4)
-            gltf_fail("JOINTS_", sets.size(), " has ", accessors.components(joints),
+        if (accessors.components(*joints) != 4)
+            gltf_fail("JOINTS_", sets.size(), " has ", accessors.components(*joints),
                       " components; 4 are expected");
         influence_set_t &set = sets.emplace_back();
-        const auto numbers = accessors.integers(joints);
+        const auto numbers = accessors.integers(*joints);
         set.joints.resize(numbers.size() / 4);
         for (size_t i = 0; i < numbers.size(); ++i)
             set.joints[i / 4][i % 4] = numbers[i];
-        set.weights = accessors.vectors<4>(weights);
+        set.weights = accessors.vectors<4>(*weights);
     }
 }
 

@@ -6,6 +6,9 @@
 //
 // Arithmetic is in single precision. Weights that sum to at most 1 give bytes that sum to 255; larger ones
 // keep their bytes but for the largest, which gets what is left of 255.
+//
+// Equal weights are ordered by a sort that is not stable but always does the same: of five the fourth is
+// second, the second fourth. So it is with a bone that is there twice.
 
 #include "kcore/collections/array.h"
 #include "tools/conv/intermediate/kim_skin.h"
