@@ -66,7 +66,13 @@ class edges_t {
     }
     // Of sorted edges.
     std::span<const edge_t> along(uint16_t vertex, uint16_t to) const {
-        return std::ranges::equal_range(from(vertex), to, {}, &edge_t::to);
+        struct by_end_t {
+            bool operator()(const edge_t &edge, uint16_t end) const { return edge.to < end; }
+            bool operator()(uint16_t end, const edge_t &edge) const { return end < edge.to; }
+        };
+        const auto all = from(vertex);
+        const auto [first, last] = std::equal_range(all.begin(), all.end(), to, by_end_t());
+        return {first, last};
     }
 
   private:
